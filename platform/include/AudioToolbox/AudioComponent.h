@@ -1,0 +1,107 @@
+/* Audio components: registration, discovery and instances. */
+#ifndef VENEER_PLATFORM_AUDIOCOMPONENT_H
+#define VENEER_PLATFORM_AUDIOCOMPONENT_H
+
+#include <CoreAudioTypes/CoreAudioTypes.h>
+#include <CoreFoundation/CFBase.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#ifndef AUDIOTOOLBOX_EXPORT
+#ifdef __cplusplus
+#define AUDIOTOOLBOX_EXPORT extern "C" __attribute__((visibility("default")))
+#else
+#define AUDIOTOOLBOX_EXPORT extern __attribute__((visibility("default")))
+#endif
+#endif
+
+typedef UInt32 AudioComponentFlags;
+enum {
+  kAudioComponentFlag_Unsearchable = 1,
+  kAudioComponentFlag_SandboxSafe = 2,
+  kAudioComponentFlag_IsV3AudioUnit = 4,
+  kAudioComponentFlag_RequiresAsyncInstantiation = 8,
+  kAudioComponentFlag_CanLoadInProcess = 0x10
+};
+
+typedef UInt32 AudioComponentInstantiationOptions;
+enum {
+  kAudioComponentInstantiation_LoadOutOfProcess = 1,
+  kAudioComponentInstantiation_LoadInProcess = 2,
+  kAudioComponentInstantiation_LoadedRemotely = 1U << 31
+};
+
+/* Identifies a component, or, in a search, which components match: a zero
+   type, subtype or manufacturer matches any, and the flags are compared
+   under componentFlagsMask. 20 bytes. */
+struct AudioComponentDescription {
+  OSType componentType;
+  OSType componentSubType;
+  OSType componentManufacturer;
+  UInt32 componentFlags;
+  UInt32 componentFlagsMask;
+};
+typedef struct AudioComponentDescription AudioComponentDescription;
+
+typedef struct OpaqueAudioComponent* AudioComponent;
+typedef struct ComponentInstanceRecord* AudioComponentInstance;
+
+/* A component's method; callers cast it to the selector's own function type. */
+typedef OSStatus (*AudioComponentMethod)(void* self, ...);
+
+/* What a component's factory returns. The system calls Open once after the
+   factory, Lookup for every call, and Close at disposal. */
+struct AudioComponentPlugInInterface {
+  OSStatus (*Open)(void* self, AudioComponentInstance mInstance);
+  OSStatus (*Close)(void* self);
+  AudioComponentMethod (*Lookup)(SInt16 selector);
+  void* reserved;
+};
+typedef struct AudioComponentPlugInInterface AudioComponentPlugInInterface;
+
+typedef AudioComponentPlugInInterface* (*AudioComponentFactoryFunction)(const AudioComponentDescription* inDesc);
+
+enum {
+  kAudioComponentErr_InstanceTimedOut = -66754,
+  kAudioComponentErr_InstanceInvalidated = -66749,
+  kAudioComponentErr_DuplicateDescription = -66752,
+  kAudioComponentErr_UnsupportedType = -66751,
+  kAudioComponentErr_TooManyInstances = -66750,
+  kAudioComponentErr_NotPermitted = -66748,
+  kAudioComponentErr_InitializationTimedOut = -66747,
+  kAudioComponentErr_InvalidFormat = -66746
+};
+
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentFindNext(AudioComponent inComponent,
+                                                          const AudioComponentDescription* inDesc);
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT UInt32 AudioComponentCount(const AudioComponentDescription* inDesc);
+/* [any thread] The name is the caller's to release. */
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentCopyName(AudioComponent inComponent, CFStringRef* outName);
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetDescription(AudioComponent inComponent,
+                                                          AudioComponentDescription* outDesc);
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetVersion(AudioComponent inComponent, UInt32* outVersion);
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent inComponent,
+                                                       AudioComponentInstance* outInstance);
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceDispose(AudioComponentInstance inInstance);
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentInstanceGetComponent(AudioComponentInstance inInstance);
+/* [any thread] */
+AUDIOTOOLBOX_EXPORT Boolean AudioComponentInstanceCanDo(AudioComponentInstance inInstance, SInt16 inSelectorID);
+/* [any thread] Adds a component to this process's registry, after the ones already there. */
+AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentRegister(const AudioComponentDescription* inDesc,
+                                                          CFStringRef inName, UInt32 inVersion,
+                                                          AudioComponentFactoryFunction inFactory);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

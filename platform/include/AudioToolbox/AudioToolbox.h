@@ -1,0 +1,9 @@
+/* The AudioToolbox subset that Veneer, its tools and its tests use. */
+#ifndef VENEER_PLATFORM_AUDIOTOOLBOX_H
+#define VENEER_PLATFORM_AUDIOTOOLBOX_H
+
+#include <CoreAudioTypes/CoreAudioTypes.h>
+#include <CoreFoundation/CoreFoundation.h>
+#include <AudioToolbox/AudioUnit.h>
+
+#endif

@@ -1,0 +1,74 @@
+/* The music-device (MIDI) part of the Audio Unit interface. */
+#ifndef VENEER_PLATFORM_MUSICDEVICE_H
+#define VENEER_PLATFORM_MUSICDEVICE_H
+
+#include <AudioToolbox/AUComponent.h>
+#include <CoreMIDI/MIDIServices.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef UInt32 MusicDeviceInstrumentID;
+typedef UInt32 MusicDeviceGroupID;
+typedef UInt32 NoteInstanceID;
+typedef AudioComponentInstance MusicDeviceComponent;
+
+enum { kMusicNoteEvent_UseGroupInstrument = 0xFFFFFFFF, kMusicNoteEvent_Unused = 0xFFFFFFFF };
+
+struct NoteParamsControlValue {
+  AudioUnitParameterID mID;
+  AudioUnitParameterValue mValue;
+};
+typedef struct NoteParamsControlValue NoteParamsControlValue;
+
+/* Pitch and velocity, then argCount - 2 control values. */
+struct MusicDeviceNoteParams {
+  UInt32 argCount;
+  Float32 mPitch;
+  Float32 mVelocity;
+  NoteParamsControlValue mControls[1];
+};
+typedef struct MusicDeviceNoteParams MusicDeviceNoteParams;
+
+enum {
+  kMusicDeviceRange = 0x0100,
+  kMusicDeviceMIDIEventSelect = 0x0101,
+  kMusicDeviceSysExSelect = 0x0102,
+  kMusicDevicePrepareInstrumentSelect = 0x0103,
+  kMusicDeviceReleaseInstrumentSelect = 0x0104,
+  kMusicDeviceStartNoteSelect = 0x0105,
+  kMusicDeviceStopNoteSelect = 0x0106,
+  kMusicDeviceMIDIEventListSelect = 0x0107
+};
+
+typedef OSStatus (*MusicDeviceMIDIEventProc)(void* self, UInt32 inStatus, UInt32 inData1, UInt32 inData2,
+                                             UInt32 inOffsetSampleFrame);
+typedef OSStatus (*MusicDeviceSysExProc)(void* self, const UInt8* inData, UInt32 inLength);
+typedef OSStatus (*MusicDevicePrepareInstrumentProc)(void* self, MusicDeviceInstrumentID inInstrument);
+typedef OSStatus (*MusicDeviceReleaseInstrumentProc)(void* self, MusicDeviceInstrumentID inInstrument);
+typedef OSStatus (*MusicDeviceStartNoteProc)(void* self, MusicDeviceInstrumentID inInstrument,
+                                             MusicDeviceGroupID inGroupID, NoteInstanceID* outNoteInstanceID,
+                                             UInt32 inOffsetSampleFrame, const MusicDeviceNoteParams* inParams);
+typedef OSStatus (*MusicDeviceStopNoteProc)(void* self, MusicDeviceGroupID inGroupID,
+                                            NoteInstanceID inNoteInstanceID, UInt32 inOffsetSampleFrame);
+typedef OSStatus (*MusicDeviceMIDIEventListProc)(void* self, UInt32 inOffsetSampleFrame,
+                                                 const struct MIDIEventList* evtList);
+
+/* [any thread] As the other unit calls: dispatched through the unit's Lookup. */
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceMIDIEvent(MusicDeviceComponent inUnit, UInt32 inStatus, UInt32 inData1,
+                                                  UInt32 inData2, UInt32 inOffsetSampleFrame);
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceSysEx(MusicDeviceComponent inUnit, const UInt8* inData, UInt32 inLength);
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceMIDIEventList(MusicDeviceComponent inUnit, UInt32 inOffsetSampleFrame,
+                                                      const struct MIDIEventList* evtList);
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceStartNote(MusicDeviceComponent inUnit, MusicDeviceInstrumentID inInstrument,
+                                                  MusicDeviceGroupID inGroupID, NoteInstanceID* outNoteInstanceID,
+                                                  UInt32 inOffsetSampleFrame, const MusicDeviceNoteParams* inParams);
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceStopNote(MusicDeviceComponent inUnit, MusicDeviceGroupID inGroupID,
+                                                 NoteInstanceID inNoteInstanceID, UInt32 inOffsetSampleFrame);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

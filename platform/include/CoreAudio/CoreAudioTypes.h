@@ -1,0 +1,2 @@
+/* The framework path that older sources include. */
+#include <CoreAudioTypes/CoreAudioTypes.h>

@@ -1,0 +1,1 @@
+#include <CoreMIDI/MIDIServices.h>

@@ -1,0 +1,41 @@
+/* Basic integer and status types of the platform (64-bit layouts). */
+#ifndef VENEER_PLATFORM_MACTYPES_H
+#define VENEER_PLATFORM_MACTYPES_H
+
+#include <stdint.h>
+
+typedef uint8_t UInt8;
+typedef int8_t SInt8;
+typedef uint16_t UInt16;
+typedef int16_t SInt16;
+typedef uint32_t UInt32;
+typedef int32_t SInt32;
+typedef uint64_t UInt64;
+typedef int64_t SInt64;
+
+typedef float Float32;
+typedef double Float64;
+
+typedef SInt32 OSStatus;
+typedef SInt16 OSErr;
+typedef UInt32 FourCharCode;
+typedef FourCharCode OSType;
+typedef unsigned char Boolean;
+typedef UInt8 Byte;
+typedef SInt8 SignedByte;
+typedef char* Ptr;
+typedef UInt16 UniChar;
+typedef UInt32 UTF32Char;
+typedef UInt16 UTF16Char;
+typedef UInt8 UTF8Char;
+
+enum { noErr = 0 };
+
+#ifndef TRUE
+#define TRUE 1
+#endif
+#ifndef FALSE
+#define FALSE 0
+#endif
+
+#endif
