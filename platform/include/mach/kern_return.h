@@ -1,0 +1,14 @@
+/* kern_return_t and the status codes that the mach calls here answer with. */
+#ifndef VENEER_PLATFORM_MACH_KERN_RETURN_H
+#define VENEER_PLATFORM_MACH_KERN_RETURN_H
+
+typedef int kern_return_t;
+
+#define KERN_SUCCESS 0
+#define KERN_INVALID_ADDRESS 1
+#define KERN_PROTECTION_FAILURE 2
+#define KERN_NO_SPACE 3
+#define KERN_INVALID_ARGUMENT 4
+#define KERN_FAILURE 5
+
+#endif

@@ -1,0 +1,218 @@
+// Main-thread identity, process name and path, the host clock and os_log.
+#include <CoreAudio/HostTime.h>
+#include <gtest/gtest.h>
+#include <libproc.h>
+#include <mach/mach.h>
+#include <os/log.h>
+#include <pthread.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+TEST(System, PthreadMainNpTellsTheInitialThreadApart) {
+  EXPECT_EQ(pthread_main_np(), 1);
+  int onWorker = -1;
+  std::thread worker([&onWorker] { onWorker = pthread_main_np(); });
+  worker.join();
+  EXPECT_EQ(onWorker, 0);
+}
+
+// Renames the process for one test and restores the name afterwards.
+class ProcessRename {
+ public:
+  explicit ProcessRename(const char* name) {
+    prctl(PR_GET_NAME, saved_);
+    prctl(PR_SET_NAME, name);
+  }
+  ~ProcessRename() { prctl(PR_SET_NAME, saved_); }
+  ProcessRename(const ProcessRename&) = delete;
+  ProcessRename& operator=(const ProcessRename&) = delete;
+
+ private:
+  char saved_[17] = {};
+};
+
+TEST(System, ProcNameReadsTheCurrentNameOfAProcess) {
+  const ProcessRename rename("Logic Pro X");
+  char name[2 * MAXCOMLEN + 1];
+  std::memset(name, 'x', sizeof name);
+  EXPECT_EQ(proc_name(getpid(), name, sizeof name), 11);
+  EXPECT_STREQ(name, "Logic Pro X");
+
+  char shortName[6];
+  EXPECT_EQ(proc_name(getpid(), shortName, sizeof shortName), 5);
+  EXPECT_STREQ(shortName, "Logic");
+
+  errno = 0;
+  EXPECT_EQ(proc_name(getpid(), nullptr, 64), 0);
+  EXPECT_EQ(errno, EINVAL);
+  errno = 0;
+  EXPECT_EQ(proc_name(getpid(), name, 0), 0);
+  EXPECT_EQ(errno, EINVAL);
+  errno = 0;
+  EXPECT_EQ(proc_name(0x3FFFFFFF, name, sizeof name), 0);
+  EXPECT_EQ(errno, ESRCH);
+}
+
+TEST(System, ProcPidPathGivesTheExecutablesAbsolutePath) {
+  char path[PROC_PIDPATHINFO_MAXSIZE];
+  const int length = proc_pidpath(getpid(), path, sizeof path);
+  ASSERT_GT(length, 0);
+  EXPECT_EQ(static_cast<size_t>(length), std::strlen(path));
+  EXPECT_EQ(path[0], '/');
+  const std::string text(path);
+  EXPECT_EQ(text.substr(text.rfind('/') + 1), "platform_tests");
+
+  char small[64];
+  errno = 0;
+  EXPECT_EQ(proc_pidpath(getpid(), small, sizeof small), 0);
+  EXPECT_EQ(errno, ENOMEM);
+  errno = 0;
+  EXPECT_EQ(proc_pidpath(0x3FFFFFFF, path, sizeof path), 0);
+  EXPECT_EQ(errno, ESRCH);
+}
+
+TEST(System, HostClockCountsMonotonicNanoseconds) {
+  mach_timebase_info_data_t timebase = {0, 0};
+  EXPECT_EQ(mach_timebase_info(&timebase), KERN_SUCCESS);
+  EXPECT_EQ(timebase.numer, 1u);
+  EXPECT_EQ(timebase.denom, 1u);
+  EXPECT_EQ(mach_timebase_info(nullptr), KERN_INVALID_ARGUMENT);
+
+  const uint64_t start = mach_absolute_time();
+  uint64_t previous = start;
+  for (int i = 0; i < 1000; ++i) {
+    const uint64_t now = mach_absolute_time();
+    ASSERT_GE(now, previous);
+    previous = now;
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  const uint64_t hostNow = AudioGetCurrentHostTime();
+  EXPECT_GE(hostNow - start, 20 * 1000000u);
+  EXPECT_LT(hostNow - start, 5 * 1000000000ull);
+
+  EXPECT_EQ(AudioGetHostClockFrequency(), 1.0e9);
+  EXPECT_EQ(AudioGetHostClockMinimumTimeDelta(), 1u);
+  EXPECT_EQ(AudioConvertHostTimeToNanos(123456789), 123456789u);
+  EXPECT_EQ(AudioConvertNanosToHostTime(987654321), 987654321u);
+}
+
+// Sends standard error to a temporary file while it lives.
+class StderrCapture {
+ public:
+  StderrCapture() : file_(std::tmpfile()) {
+    std::fflush(stderr);
+    saved_ = dup(STDERR_FILENO);
+    dup2(fileno(file_), STDERR_FILENO);
+  }
+  ~StderrCapture() {
+    Restore();
+    std::fclose(file_);
+  }
+  StderrCapture(const StderrCapture&) = delete;
+  StderrCapture& operator=(const StderrCapture&) = delete;
+
+  // Restores standard error and returns what was written to it.
+  std::string Finish() {
+    Restore();
+    std::string text;
+    std::rewind(file_);
+    char chunk[4096];
+    size_t got;
+    while ((got = std::fread(chunk, 1, sizeof chunk, file_)) > 0) {
+      text.append(chunk, got);
+    }
+    return text;
+  }
+
+ private:
+  void Restore() {
+    if (saved_ >= 0) {
+      dup2(saved_, STDERR_FILENO);
+      close(saved_);
+      saved_ = -1;
+    }
+  }
+
+  std::FILE* file_;
+  int saved_ = -1;
+};
+
+TEST(System, OsLogWritesOneFormattedLinePerMessage) {
+  StderrCapture capture;
+  os_log_error(OS_LOG_DEFAULT, "render failed: %d frames, unit %{public}s, code %{private}d (100%%)", 512, "Veneer",
+               -50);
+  os_log(os_log_create("com.veneer.test", "general"), "plain");
+  os_log_debug(OS_LOG_DEFAULT, "%%{kept}s %{public, mask.hash}s", "x");
+  os_log_fault(OS_LOG_DISABLED, "never %d", 1);
+  const std::string text = capture.Finish();
+  EXPECT_EQ(text,
+            "render failed: 512 frames, unit Veneer, code -50 (100%)\n"
+            "plain\n"
+            "%{kept}s x\n");
+}
+
+TEST(System, OsLogTellsWhichLogsAreEnabled) {
+  os_log_t log = os_log_create("com.veneer.test", "enabled");
+  EXPECT_EQ(log, os_log_create("com.veneer.test", "enabled"));
+  EXPECT_NE(log, os_log_create("com.veneer.test", "other"));
+  EXPECT_TRUE(os_log_type_enabled(log, OS_LOG_TYPE_DEBUG));
+  EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_INFO));
+  EXPECT_FALSE(os_log_type_enabled(OS_LOG_DISABLED, OS_LOG_TYPE_FAULT));
+  EXPECT_FALSE(os_log_type_enabled(nullptr, OS_LOG_TYPE_ERROR));
+}
+
+TEST(System, OsLogLinesFromThreadsStayWhole) {
+  constexpr int kThreads = 4;
+  constexpr int kLines = 200;
+  const std::string padding(300, '.');
+  const std::string longMessage(5000, 'L');
+  StderrCapture capture;
+  std::vector<std::thread> writers;
+  for (int t = 0; t < kThreads; ++t) {
+    writers.emplace_back([t, &padding] {
+      for (int i = 0; i < kLines; ++i) {
+        os_log_info(OS_LOG_DEFAULT, "writer %d line %d %s", t, i, padding.c_str());
+      }
+    });
+  }
+  os_log(OS_LOG_DEFAULT, "%s", longMessage.c_str());
+  for (auto& writer : writers) {
+    writer.join();
+  }
+  const std::string text = capture.Finish();
+
+  std::istringstream lines(text);
+  std::string line;
+  std::map<std::pair<int, int>, int> seen;
+  int longLines = 0;
+  while (std::getline(lines, line)) {
+    if (line == longMessage) {
+      ++longLines;
+      continue;
+    }
+    int t = -1;
+    int i = -1;
+    char rest[400] = {};
+    ASSERT_EQ(std::sscanf(line.c_str(), "writer %d line %d %399s", &t, &i, rest), 3) << line;
+    ASSERT_EQ(padding, rest) << line;
+    ++seen[{t, i}];
+  }
+  EXPECT_EQ(longLines, 1);
+  EXPECT_EQ(seen.size(), static_cast<size_t>(kThreads * kLines));
+  for (const auto& [key, count] : seen) {
+    EXPECT_EQ(count, 1) << "writer " << key.first << " line " << key.second;
+  }
+}
+
+}  // namespace
