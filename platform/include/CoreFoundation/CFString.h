@@ -26,7 +26,7 @@ enum {
   kCFStringEncodingUTF32LE = 0x1c000100
 };
 
-enum { kCFStringEncodingInvalidId = 0xffffffffU };
+#define kCFStringEncodingInvalidId (0xffffffffU)
 
 typedef CF_OPTIONS(CFOptionFlags, CFStringCompareFlags){
     kCFCompareCaseInsensitive = 1,

@@ -1,0 +1,55 @@
+/* CFNumber and CFBoolean: immutable boxed numbers and the two boolean constants. */
+#ifndef VENEER_PLATFORM_CFNUMBER_H
+#define VENEER_PLATFORM_CFNUMBER_H
+
+#include <CoreFoundation/CFBase.h>
+
+CF_EXTERN_C_BEGIN
+
+typedef const struct __CFBoolean* CFBooleanRef;
+
+/* [any thread] The constants live for the whole process. */
+CF_EXPORT const CFBooleanRef kCFBooleanTrue;
+CF_EXPORT const CFBooleanRef kCFBooleanFalse;
+CF_EXPORT CFTypeID CFBooleanGetTypeID(void);
+/* [any thread] */
+CF_EXPORT Boolean CFBooleanGetValue(CFBooleanRef boolean);
+
+typedef CF_ENUM(CFIndex, CFNumberType) {
+  kCFNumberSInt8Type = 1,
+  kCFNumberSInt16Type = 2,
+  kCFNumberSInt32Type = 3,
+  kCFNumberSInt64Type = 4,
+  kCFNumberFloat32Type = 5,
+  kCFNumberFloat64Type = 6,
+  kCFNumberCharType = 7,
+  kCFNumberShortType = 8,
+  kCFNumberIntType = 9,
+  kCFNumberLongType = 10,
+  kCFNumberLongLongType = 11,
+  kCFNumberFloatType = 12,
+  kCFNumberDoubleType = 13,
+  kCFNumberCFIndexType = 14,
+  kCFNumberNSIntegerType = 15,
+  kCFNumberCGFloatType = 16,
+  kCFNumberMaxType = 16
+};
+
+typedef const struct __CFNumber* CFNumberRef;
+
+CF_EXPORT CFTypeID CFNumberGetTypeID(void);
+
+/* All of these may be called from [any thread]: numbers never change. */
+CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theType, const void* valuePtr);
+/* The type the number is stored as (C types map to their fixed-size equivalents). */
+CF_EXPORT CFNumberType CFNumberGetType(CFNumberRef number);
+CF_EXPORT CFIndex CFNumberGetByteSize(CFNumberRef number);
+CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef number);
+/* Stores the value converted to theType; false when the conversion lost
+   precision or range (the converted, approximate value is still stored). */
+CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);
+CF_EXPORT CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber, void* context);
+
+CF_EXTERN_C_END
+
+#endif
