@@ -52,9 +52,9 @@ TEST_F(ComponentInstance, RoutesServedSelectorsWithTheirArguments) {
   EXPECT_EQ(AudioUnitSetParameter(unit_, 3, kAudioUnitScope_Output, 1, 0.5F, 17), noErr);
   UInt32 size = 0;
   Boolean writable = 0;
-  EXPECT_EQ(AudioUnitGetPropertyInfo(unit_, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 2, &size,
-                                     &writable),
-            noErr);
+  EXPECT_EQ(
+      AudioUnitGetPropertyInfo(unit_, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 2, &size, &writable),
+      noErr);
   EXPECT_EQ(size, 4U);
   EXPECT_EQ(writable, 1);
   EXPECT_EQ(MusicDeviceMIDIEvent(unit_, 0x90, 60, 100, 5), noErr);

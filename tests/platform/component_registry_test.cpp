@@ -72,8 +72,7 @@ TEST(ComponentRegistry, ComparesFlagsUnderTheSearchMask) {
             (std::vector<std::string>{"safe", "plain"}));
   EXPECT_EQ(Walk(Describe(0, 'flg1', 0, kAudioComponentFlag_SandboxSafe, kAudioComponentFlag_SandboxSafe)),
             (std::vector<std::string>{"safe"}));
-  EXPECT_EQ(Walk(Describe(0, 'flg1', 0, 0, kAudioComponentFlag_SandboxSafe)),
-            (std::vector<std::string>{"plain"}));
+  EXPECT_EQ(Walk(Describe(0, 'flg1', 0, 0, kAudioComponentFlag_SandboxSafe)), (std::vector<std::string>{"plain"}));
 }
 
 TEST(ComponentRegistry, ReportsDescriptionVersionAndName) {

@@ -84,8 +84,8 @@ enum {
 };
 
 typedef OSStatus (*AURenderCallback)(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags,
-                                     const AudioTimeStamp* inTimeStamp, UInt32 inBusNumber,
-                                     UInt32 inNumberFrames, AudioBufferList* ioData);
+                                     const AudioTimeStamp* inTimeStamp, UInt32 inBusNumber, UInt32 inNumberFrames,
+                                     AudioBufferList* ioData);
 
 typedef void (*AudioUnitPropertyListenerProc)(void* inRefCon, AudioUnit inUnit, AudioUnitPropertyID inID,
                                               AudioUnitScope inScope, AudioUnitElement inElement);
@@ -160,20 +160,17 @@ enum {
 typedef OSStatus (*AudioUnitInitializeProc)(void* self);
 typedef OSStatus (*AudioUnitUninitializeProc)(void* self);
 typedef OSStatus (*AudioUnitGetPropertyInfoProc)(void* self, AudioUnitPropertyID prop, AudioUnitScope scope,
-                                                 AudioUnitElement elem, UInt32* outDataSize,
-                                                 Boolean* outWritable);
+                                                 AudioUnitElement elem, UInt32* outDataSize, Boolean* outWritable);
 typedef OSStatus (*AudioUnitGetPropertyProc)(void* self, AudioUnitPropertyID inID, AudioUnitScope inScope,
                                              AudioUnitElement inElement, void* outData, UInt32* ioDataSize);
 typedef OSStatus (*AudioUnitSetPropertyProc)(void* self, AudioUnitPropertyID inID, AudioUnitScope inScope,
-                                             AudioUnitElement inElement, const void* inData,
-                                             UInt32 inDataSize);
+                                             AudioUnitElement inElement, const void* inData, UInt32 inDataSize);
 typedef OSStatus (*AudioUnitAddPropertyListenerProc)(void* self, AudioUnitPropertyID prop,
                                                      AudioUnitPropertyListenerProc proc, void* userData);
 typedef OSStatus (*AudioUnitRemovePropertyListenerProc)(void* self, AudioUnitPropertyID prop,
                                                         AudioUnitPropertyListenerProc proc);
 typedef OSStatus (*AudioUnitRemovePropertyListenerWithUserDataProc)(void* self, AudioUnitPropertyID prop,
-                                                                    AudioUnitPropertyListenerProc proc,
-                                                                    void* userData);
+                                                                    AudioUnitPropertyListenerProc proc, void* userData);
 typedef OSStatus (*AudioUnitAddRenderNotifyProc)(void* self, AURenderCallback proc, void* userData);
 typedef OSStatus (*AudioUnitRemoveRenderNotifyProc)(void* self, AURenderCallback proc, void* userData);
 typedef OSStatus (*AudioUnitScheduleParametersProc)(void* self, const AudioUnitParameterEvent* events,
@@ -183,8 +180,7 @@ typedef OSStatus (*AudioUnitComplexRenderProc)(void* self, AudioUnitRenderAction
                                                const AudioTimeStamp* inTimeStamp, UInt32 inOutputBusNumber,
                                                UInt32 inNumberOfPackets, UInt32* outNumberOfPackets,
                                                AudioStreamPacketDescription* outPacketDescriptions,
-                                               AudioBufferList* ioData, void* outMetadata,
-                                               UInt32* outMetadataByteSize);
+                                               AudioBufferList* ioData, void* outMetadata, UInt32* outMetadataByteSize);
 typedef OSStatus (*AudioUnitProcessProc)(void* self, AudioUnitRenderActionFlags* ioActionFlags,
                                          const AudioTimeStamp* inTimeStamp, UInt32 inNumberFrames,
                                          AudioBufferList* ioData);
@@ -213,29 +209,22 @@ AUDIOTOOLBOX_EXPORT OSStatus AudioUnitUninitialize(AudioUnit inUnit);
 AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetPropertyInfo(AudioUnit inUnit, AudioUnitPropertyID inID,
                                                       AudioUnitScope inScope, AudioUnitElement inElement,
                                                       UInt32* outDataSize, Boolean* outWritable);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetProperty(AudioUnit inUnit, AudioUnitPropertyID inID,
-                                                  AudioUnitScope inScope, AudioUnitElement inElement,
-                                                  void* outData, UInt32* ioDataSize);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetProperty(AudioUnit inUnit, AudioUnitPropertyID inID,
-                                                  AudioUnitScope inScope, AudioUnitElement inElement,
-                                                  const void* inData, UInt32 inDataSize);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetProperty(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitScope inScope,
+                                                  AudioUnitElement inElement, void* outData, UInt32* ioDataSize);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetProperty(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitScope inScope,
+                                                  AudioUnitElement inElement, const void* inData, UInt32 inDataSize);
 AUDIOTOOLBOX_EXPORT OSStatus AudioUnitAddPropertyListener(AudioUnit inUnit, AudioUnitPropertyID inID,
-                                                          AudioUnitPropertyListenerProc inProc,
-                                                          void* inProcUserData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit inUnit,
-                                                                         AudioUnitPropertyID inID,
+                                                          AudioUnitPropertyListenerProc inProc, void* inProcUserData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit inUnit, AudioUnitPropertyID inID,
                                                                          AudioUnitPropertyListenerProc inProc,
                                                                          void* inProcUserData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitAddRenderNotify(AudioUnit inUnit, AURenderCallback inProc,
-                                                      void* inProcUserData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitAddRenderNotify(AudioUnit inUnit, AURenderCallback inProc, void* inProcUserData);
 AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRemoveRenderNotify(AudioUnit inUnit, AURenderCallback inProc,
                                                          void* inProcUserData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetParameter(AudioUnit inUnit, AudioUnitParameterID inID,
-                                                   AudioUnitScope inScope, AudioUnitElement inElement,
-                                                   AudioUnitParameterValue* outValue);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetParameter(AudioUnit inUnit, AudioUnitParameterID inID,
-                                                   AudioUnitScope inScope, AudioUnitElement inElement,
-                                                   AudioUnitParameterValue inValue,
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetParameter(AudioUnit inUnit, AudioUnitParameterID inID, AudioUnitScope inScope,
+                                                   AudioUnitElement inElement, AudioUnitParameterValue* outValue);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetParameter(AudioUnit inUnit, AudioUnitParameterID inID, AudioUnitScope inScope,
+                                                   AudioUnitElement inElement, AudioUnitParameterValue inValue,
                                                    UInt32 inBufferOffsetInFrames);
 AUDIOTOOLBOX_EXPORT OSStatus AudioUnitScheduleParameters(AudioUnit inUnit,
                                                          const AudioUnitParameterEvent* inParameterEvent,

@@ -87,8 +87,7 @@ AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetDescription(AudioComponent inCompo
 /* [any thread] */
 AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetVersion(AudioComponent inComponent, UInt32* outVersion);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent inComponent,
-                                                       AudioComponentInstance* outInstance);
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent inComponent, AudioComponentInstance* outInstance);
 /* [any thread] */
 AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceDispose(AudioComponentInstance inInstance);
 /* [any thread] */
@@ -96,9 +95,8 @@ AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentInstanceGetComponent(AudioCompo
 /* [any thread] */
 AUDIOTOOLBOX_EXPORT Boolean AudioComponentInstanceCanDo(AudioComponentInstance inInstance, SInt16 inSelectorID);
 /* [any thread] Adds a component to this process's registry, after the ones already there. */
-AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentRegister(const AudioComponentDescription* inDesc,
-                                                          CFStringRef inName, UInt32 inVersion,
-                                                          AudioComponentFactoryFunction inFactory);
+AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentRegister(const AudioComponentDescription* inDesc, CFStringRef inName,
+                                                          UInt32 inVersion, AudioComponentFactoryFunction inFactory);
 
 #ifdef __cplusplus
 }

@@ -2,8 +2,8 @@
 #ifndef VENEER_PLATFORM_AUDIOTOOLBOX_H
 #define VENEER_PLATFORM_AUDIOTOOLBOX_H
 
+#include <AudioToolbox/AudioUnit.h>
 #include <CoreAudioTypes/CoreAudioTypes.h>
 #include <CoreFoundation/CoreFoundation.h>
-#include <AudioToolbox/AudioUnit.h>
 
 #endif

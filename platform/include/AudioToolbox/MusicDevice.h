@@ -50,8 +50,8 @@ typedef OSStatus (*MusicDeviceReleaseInstrumentProc)(void* self, MusicDeviceInst
 typedef OSStatus (*MusicDeviceStartNoteProc)(void* self, MusicDeviceInstrumentID inInstrument,
                                              MusicDeviceGroupID inGroupID, NoteInstanceID* outNoteInstanceID,
                                              UInt32 inOffsetSampleFrame, const MusicDeviceNoteParams* inParams);
-typedef OSStatus (*MusicDeviceStopNoteProc)(void* self, MusicDeviceGroupID inGroupID,
-                                            NoteInstanceID inNoteInstanceID, UInt32 inOffsetSampleFrame);
+typedef OSStatus (*MusicDeviceStopNoteProc)(void* self, MusicDeviceGroupID inGroupID, NoteInstanceID inNoteInstanceID,
+                                            UInt32 inOffsetSampleFrame);
 typedef OSStatus (*MusicDeviceMIDIEventListProc)(void* self, UInt32 inOffsetSampleFrame,
                                                  const struct MIDIEventList* evtList);
 

@@ -40,12 +40,12 @@ typedef struct AudioStreamBasicDescription AudioStreamBasicDescription;
 enum { kAudioStreamAnyRate = 0 };
 
 enum {
-  kAudioFormatLinearPCM = 0x6C70636D, /* 'lpcm' */
-  kAudioFormatAC3 = 0x61632D33,       /* 'ac-3' */
+  kAudioFormatLinearPCM = 0x6C70636D,     /* 'lpcm' */
+  kAudioFormatAC3 = 0x61632D33,           /* 'ac-3' */
   kAudioFormatAppleLossless = 0x616C6163, /* 'alac' */
-  kAudioFormatMPEG4AAC = 0x61616320,  /* 'aac ' */
-  kAudioFormatMIDIStream = 0x6D696469, /* 'midi' */
-  kAudioFormatFLAC = 0x666C6163        /* 'flac' */
+  kAudioFormatMPEG4AAC = 0x61616320,      /* 'aac ' */
+  kAudioFormatMIDIStream = 0x6D696469,    /* 'midi' */
+  kAudioFormatFLAC = 0x666C6163           /* 'flac' */
 };
 
 enum {
@@ -225,7 +225,7 @@ struct AudioChannelLayout {
 typedef struct AudioChannelLayout AudioChannelLayout;
 
 /* A tag's low 16 bits are its channel count. */
-#define AudioChannelLayoutTag_GetNumberOfChannels(layoutTag) ((UInt32)((layoutTag) & 0x0000FFFF))
+#define AudioChannelLayoutTag_GetNumberOfChannels(layoutTag) ((UInt32)((layoutTag)&0x0000FFFF))
 
 enum {
   kAudioChannelLayoutTag_UseChannelDescriptions = (0U << 16) | 0,

@@ -27,8 +27,12 @@
 #define CF_IMPLICIT_BRIDGING_DISABLED
 #define CF_ASSUME_NONNULL_BEGIN
 #define CF_ASSUME_NONNULL_END
-#define CF_ENUM(type, name) type name; enum
-#define CF_OPTIONS(type, name) type name; enum
+#define CF_ENUM(type, name) \
+  type name;                \
+  enum
+#define CF_OPTIONS(type, name) \
+  type name;                   \
+  enum
 
 CF_EXTERN_C_BEGIN
 
@@ -43,10 +47,11 @@ typedef const struct __CFString* CFStringRef;
 typedef struct __CFString* CFMutableStringRef;
 typedef CFTypeRef CFPropertyListRef;
 
-typedef CF_ENUM(CFIndex, CFComparisonResult){
-    kCFCompareLessThan = -1L,
-    kCFCompareEqualTo = 0,
-    kCFCompareGreaterThan = 1};
+typedef CF_ENUM(CFIndex, CFComparisonResult) {
+  kCFCompareLessThan = -1L,
+  kCFCompareEqualTo = 0,
+  kCFCompareGreaterThan = 1
+};
 
 typedef CFComparisonResult (*CFComparatorFunction)(const void* val1, const void* val2, void* context);
 

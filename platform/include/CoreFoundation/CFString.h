@@ -28,14 +28,14 @@ enum {
 
 #define kCFStringEncodingInvalidId (0xffffffffU)
 
-typedef CF_OPTIONS(CFOptionFlags, CFStringCompareFlags){
-    kCFCompareCaseInsensitive = 1,
-    kCFCompareBackwards = 4,
-    kCFCompareAnchored = 8,
-    kCFCompareNonliteral = 16,
-    kCFCompareLocalized = 32,
-    kCFCompareNumerically = 64};
-
+typedef CF_OPTIONS(CFOptionFlags, CFStringCompareFlags) {
+  kCFCompareCaseInsensitive = 1,
+  kCFCompareBackwards = 4,
+  kCFCompareAnchored = 8,
+  kCFCompareNonliteral = 16,
+  kCFCompareLocalized = 32,
+  kCFCompareNumerically = 64
+};
 
 typedef const struct __CFDictionary* CFDictionaryRef;
 
@@ -45,29 +45,25 @@ CF_EXPORT CFTypeID CFStringGetTypeID(void);
 CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* cStr);
 #define CFSTR(cStr) __CFStringMakeConstantString("" cStr "")
 
-CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr,
-                                                CFStringEncoding encoding);
+CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr, CFStringEncoding encoding);
 CF_EXPORT CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
                                               CFStringEncoding encoding, Boolean isExternalRepresentation);
-CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars,
-                                                   CFIndex numChars);
+CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars, CFIndex numChars);
 CF_EXPORT CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString);
 CF_EXPORT CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str, CFRange range);
 /* printf conversions, plus %@ for any CF object's description. The format
    options dictionary is accepted and ignored, as the platform does for most uses. */
-CF_EXPORT CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions,
-                                               CFStringRef format, ...);
+CF_EXPORT CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions, CFStringRef format,
+                                               ...);
 CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloc, CFDictionaryRef formatOptions,
                                                            CFStringRef format, va_list arguments);
 
 CF_EXPORT CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength);
-CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength,
-                                                       CFStringRef theString);
+CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength, CFStringRef theString);
 CF_EXPORT void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString);
-CF_EXPORT void CFStringAppendCString(CFMutableStringRef theString, const char* cStr,
-                                     CFStringEncoding encoding);
-CF_EXPORT void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions,
-                                    CFStringRef format, ...);
+CF_EXPORT void CFStringAppendCString(CFMutableStringRef theString, const char* cStr, CFStringEncoding encoding);
+CF_EXPORT void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions, CFStringRef format,
+                                    ...);
 
 /* Lengths and indexes count UTF-16 code units, as on the platform. */
 CF_EXPORT CFIndex CFStringGetLength(CFStringRef theString);
@@ -76,9 +72,9 @@ CF_EXPORT void CFStringGetCharacters(CFStringRef theString, CFRange range, UniCh
 CF_EXPORT Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
                                      CFStringEncoding encoding);
 CF_EXPORT const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding);
-CF_EXPORT CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding,
-                                   UInt8 lossByte, Boolean isExternalRepresentation, UInt8* buffer,
-                                   CFIndex maxBufLen, CFIndex* usedBufLen);
+CF_EXPORT CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
+                                   Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufLen,
+                                   CFIndex* usedBufLen);
 CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 
 CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,

@@ -2,8 +2,8 @@
 #ifndef VENEER_PLATFORM_COREFOUNDATION_H
 #define VENEER_PLATFORM_COREFOUNDATION_H
 
-#include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFBundle.h>
 #include <CoreFoundation/CFData.h>
 #include <CoreFoundation/CFDate.h>

@@ -4,9 +4,6 @@
 
 #include <MacTypes.h>
 
-enum {
-  badComponentInstance = (int)0x80008001,
-  badComponentSelector = (int)0x80008002
-};
+enum { badComponentInstance = (int)0x80008001, badComponentSelector = (int)0x80008002 };
 
 #endif

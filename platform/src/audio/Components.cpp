@@ -5,8 +5,8 @@ using veneer::audio::Registry;
 
 extern "C" {
 
-AudioComponent AudioComponentRegister(const AudioComponentDescription* inDesc, CFStringRef inName,
-                                      UInt32 inVersion, AudioComponentFactoryFunction inFactory) {
+AudioComponent AudioComponentRegister(const AudioComponentDescription* inDesc, CFStringRef inName, UInt32 inVersion,
+                                      AudioComponentFactoryFunction inFactory) {
   if (inDesc == nullptr || inFactory == nullptr) {
     return nullptr;
   }

@@ -10,7 +10,7 @@
 
 struct ComponentInstanceRecord {
   // Null once disposed: every call through a stale handle then answers an error.
-  std::atomic<AudioComponentPlugInInterface*> interface{nullptr};
+  std::atomic<AudioComponentPlugInInterface*> interface { nullptr };
   std::atomic<AudioComponent> component{nullptr};
 };
 

@@ -19,8 +19,7 @@ bool Registry::Matches(const AudioComponentDescription& candidate, const AudioCo
   // Zero in the search is a wildcard; the flags are compared under the search's mask.
   return (search.componentType == 0 || search.componentType == candidate.componentType) &&
          (search.componentSubType == 0 || search.componentSubType == candidate.componentSubType) &&
-         (search.componentManufacturer == 0 ||
-          search.componentManufacturer == candidate.componentManufacturer) &&
+         (search.componentManufacturer == 0 || search.componentManufacturer == candidate.componentManufacturer) &&
          ((candidate.componentFlags & search.componentFlagsMask) ==
           (search.componentFlags & search.componentFlagsMask));
 }

@@ -35,24 +35,24 @@ OSStatus AudioUnitUninitialize(AudioUnit inUnit) {
 
 OSStatus AudioUnitGetPropertyInfo(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitScope inScope,
                                   AudioUnitElement inElement, UInt32* outDataSize, Boolean* outWritable) {
-  return Dispatch<AudioUnitGetPropertyInfoProc>(inUnit, kAudioUnitGetPropertyInfoSelect, inID, inScope,
-                                                inElement, outDataSize, outWritable);
+  return Dispatch<AudioUnitGetPropertyInfoProc>(inUnit, kAudioUnitGetPropertyInfoSelect, inID, inScope, inElement,
+                                                outDataSize, outWritable);
 }
 
 OSStatus AudioUnitGetProperty(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitScope inScope,
                               AudioUnitElement inElement, void* outData, UInt32* ioDataSize) {
-  return Dispatch<AudioUnitGetPropertyProc>(inUnit, kAudioUnitGetPropertySelect, inID, inScope, inElement,
-                                            outData, ioDataSize);
+  return Dispatch<AudioUnitGetPropertyProc>(inUnit, kAudioUnitGetPropertySelect, inID, inScope, inElement, outData,
+                                            ioDataSize);
 }
 
 OSStatus AudioUnitSetProperty(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitScope inScope,
                               AudioUnitElement inElement, const void* inData, UInt32 inDataSize) {
-  return Dispatch<AudioUnitSetPropertyProc>(inUnit, kAudioUnitSetPropertySelect, inID, inScope, inElement,
-                                            inData, inDataSize);
+  return Dispatch<AudioUnitSetPropertyProc>(inUnit, kAudioUnitSetPropertySelect, inID, inScope, inElement, inData,
+                                            inDataSize);
 }
 
-OSStatus AudioUnitAddPropertyListener(AudioUnit inUnit, AudioUnitPropertyID inID,
-                                      AudioUnitPropertyListenerProc inProc, void* inProcUserData) {
+OSStatus AudioUnitAddPropertyListener(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitPropertyListenerProc inProc,
+                                      void* inProcUserData) {
   return Dispatch<AudioUnitAddPropertyListenerProc>(inUnit, kAudioUnitAddPropertyListenerSelect, inID, inProc,
                                                     inProcUserData);
 }
@@ -68,50 +68,46 @@ OSStatus AudioUnitAddRenderNotify(AudioUnit inUnit, AURenderCallback inProc, voi
 }
 
 OSStatus AudioUnitRemoveRenderNotify(AudioUnit inUnit, AURenderCallback inProc, void* inProcUserData) {
-  return Dispatch<AudioUnitRemoveRenderNotifyProc>(inUnit, kAudioUnitRemoveRenderNotifySelect, inProc,
-                                                   inProcUserData);
+  return Dispatch<AudioUnitRemoveRenderNotifyProc>(inUnit, kAudioUnitRemoveRenderNotifySelect, inProc, inProcUserData);
 }
 
 OSStatus AudioUnitGetParameter(AudioUnit inUnit, AudioUnitParameterID inID, AudioUnitScope inScope,
                                AudioUnitElement inElement, AudioUnitParameterValue* outValue) {
-  return Dispatch<AudioUnitGetParameterProc>(inUnit, kAudioUnitGetParameterSelect, inID, inScope, inElement,
-                                             outValue);
+  return Dispatch<AudioUnitGetParameterProc>(inUnit, kAudioUnitGetParameterSelect, inID, inScope, inElement, outValue);
 }
 
 OSStatus AudioUnitSetParameter(AudioUnit inUnit, AudioUnitParameterID inID, AudioUnitScope inScope,
                                AudioUnitElement inElement, AudioUnitParameterValue inValue,
                                UInt32 inBufferOffsetInFrames) {
-  return Dispatch<AudioUnitSetParameterProc>(inUnit, kAudioUnitSetParameterSelect, inID, inScope, inElement,
-                                             inValue, inBufferOffsetInFrames);
+  return Dispatch<AudioUnitSetParameterProc>(inUnit, kAudioUnitSetParameterSelect, inID, inScope, inElement, inValue,
+                                             inBufferOffsetInFrames);
 }
 
 OSStatus AudioUnitScheduleParameters(AudioUnit inUnit, const AudioUnitParameterEvent* inParameterEvent,
                                      UInt32 inNumParamEvents) {
-  return Dispatch<AudioUnitScheduleParametersProc>(inUnit, kAudioUnitScheduleParametersSelect,
-                                                   inParameterEvent, inNumParamEvents);
+  return Dispatch<AudioUnitScheduleParametersProc>(inUnit, kAudioUnitScheduleParametersSelect, inParameterEvent,
+                                                   inNumParamEvents);
 }
 
-OSStatus AudioUnitRender(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
-                         const AudioTimeStamp* inTimeStamp, UInt32 inOutputBusNumber, UInt32 inNumberFrames,
-                         AudioBufferList* ioData) {
-  return Dispatch<AudioUnitRenderProc>(inUnit, kAudioUnitRenderSelect, ioActionFlags, inTimeStamp,
-                                       inOutputBusNumber, inNumberFrames, ioData);
+OSStatus AudioUnitRender(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags, const AudioTimeStamp* inTimeStamp,
+                         UInt32 inOutputBusNumber, UInt32 inNumberFrames, AudioBufferList* ioData) {
+  return Dispatch<AudioUnitRenderProc>(inUnit, kAudioUnitRenderSelect, ioActionFlags, inTimeStamp, inOutputBusNumber,
+                                       inNumberFrames, ioData);
 }
 
 OSStatus AudioUnitProcess(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
                           const AudioTimeStamp* inTimeStamp, UInt32 inNumberFrames, AudioBufferList* ioData) {
-  return Dispatch<AudioUnitProcessProc>(inUnit, kAudioUnitProcessSelect, ioActionFlags, inTimeStamp,
-                                        inNumberFrames, ioData);
+  return Dispatch<AudioUnitProcessProc>(inUnit, kAudioUnitProcessSelect, ioActionFlags, inTimeStamp, inNumberFrames,
+                                        ioData);
 }
 
 OSStatus AudioUnitProcessMultiple(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
                                   const AudioTimeStamp* inTimeStamp, UInt32 inNumberFrames,
                                   UInt32 inNumberInputBufferLists, const AudioBufferList** inInputBufferLists,
                                   UInt32 inNumberOutputBufferLists, AudioBufferList** ioOutputBufferLists) {
-  return Dispatch<AudioUnitProcessMultipleProc>(inUnit, kAudioUnitProcessMultipleSelect, ioActionFlags,
-                                                inTimeStamp, inNumberFrames, inNumberInputBufferLists,
-                                                inInputBufferLists, inNumberOutputBufferLists,
-                                                ioOutputBufferLists);
+  return Dispatch<AudioUnitProcessMultipleProc>(inUnit, kAudioUnitProcessMultipleSelect, ioActionFlags, inTimeStamp,
+                                                inNumberFrames, inNumberInputBufferLists, inInputBufferLists,
+                                                inNumberOutputBufferLists, ioOutputBufferLists);
 }
 
 OSStatus AudioUnitReset(AudioUnit inUnit, AudioUnitScope inScope, AudioUnitElement inElement) {
@@ -136,8 +132,7 @@ OSStatus MusicDeviceSysEx(MusicDeviceComponent inUnit, const UInt8* inData, UInt
 
 OSStatus MusicDeviceMIDIEventList(MusicDeviceComponent inUnit, UInt32 inOffsetSampleFrame,
                                   const struct MIDIEventList* evtList) {
-  return Dispatch<MusicDeviceMIDIEventListProc>(inUnit, kMusicDeviceMIDIEventListSelect, inOffsetSampleFrame,
-                                                evtList);
+  return Dispatch<MusicDeviceMIDIEventListProc>(inUnit, kMusicDeviceMIDIEventListSelect, inOffsetSampleFrame, evtList);
 }
 
 OSStatus MusicDeviceStartNote(MusicDeviceComponent inUnit, MusicDeviceInstrumentID inInstrument,
@@ -147,8 +142,8 @@ OSStatus MusicDeviceStartNote(MusicDeviceComponent inUnit, MusicDeviceInstrument
                                             outNoteInstanceID, inOffsetSampleFrame, inParams);
 }
 
-OSStatus MusicDeviceStopNote(MusicDeviceComponent inUnit, MusicDeviceGroupID inGroupID,
-                             NoteInstanceID inNoteInstanceID, UInt32 inOffsetSampleFrame) {
+OSStatus MusicDeviceStopNote(MusicDeviceComponent inUnit, MusicDeviceGroupID inGroupID, NoteInstanceID inNoteInstanceID,
+                             UInt32 inOffsetSampleFrame) {
   return Dispatch<MusicDeviceStopNoteProc>(inUnit, kMusicDeviceStopNoteSelect, inGroupID, inNoteInstanceID,
                                            inOffsetSampleFrame);
 }

@@ -111,9 +111,8 @@ CFStringRef CFCopyDescription(CFTypeRef cf) {
 }
 
 CFStringRef CFCopyTypeIDDescription(CFTypeID typeId) {
-  static const char* const kNames[] = {"",           "CFNull",       "CFAllocator", "CFString",
-                                       "CFNumber",   "CFBoolean",    "CFData",      "CFDictionary",
-                                       "CFArray",    "CFURL",        "CFBundle",    "CFRunLoop"};
+  static const char* const kNames[] = {"",       "CFNull",       "CFAllocator", "CFString", "CFNumber", "CFBoolean",
+                                       "CFData", "CFDictionary", "CFArray",     "CFURL",    "CFBundle", "CFRunLoop"};
   if (typeId == 0 || typeId >= sizeof kNames / sizeof kNames[0]) {
     return nullptr;
   }

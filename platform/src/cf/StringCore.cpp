@@ -13,9 +13,7 @@ __CFString::__CFString(std::string text, bool isMutableString)
 
 void __CFString::TextChanged() { utf16Length = veneer::cf::Utf16Length(utf8); }
 
-bool __CFString::Equal(const Object& other) const {
-  return utf8 == static_cast<const __CFString&>(other).utf8;
-}
+bool __CFString::Equal(const Object& other) const { return utf8 == static_cast<const __CFString&>(other).utf8; }
 
 CFHashCode __CFString::Hash() const { return std::hash<std::string>{}(utf8); }
 
