@@ -1,0 +1,39 @@
+// An input bus: fed by a render callback or by a connection to another unit.
+#pragma once
+
+#include "ausdk/AUScopeElement.h"
+
+namespace ausdk {
+
+class AUInputElement : public AUIOElement {
+ public:
+  enum class EInputType : uint8_t { NoInput = 0, FromConnection = 1, FromCallback = 2 };
+
+  using AUIOElement::AUIOElement;
+
+  // A null source disconnects.
+  void SetConnection(const AudioUnitConnection& connection);
+  // A null procedure disconnects and frees the buffer.
+  void SetInputCallback(AURenderCallback proc, void* refCon);
+
+  [[nodiscard]] EInputType InputType() const { return mInputType; }
+  [[nodiscard]] bool IsActive() const { return mInputType != EInputType::NoInput; }
+  [[nodiscard]] bool IsCallback() const { return mInputType == EInputType::FromCallback; }
+  [[nodiscard]] bool HasConnection() const { return mInputType == EInputType::FromConnection; }
+  [[nodiscard]] const AudioUnitConnection& GetConnection() const { return mConnection; }
+
+  // [render thread] Fills this element's buffer list from its source.
+  OSStatus PullInput(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
+                     AudioUnitElement inElement, UInt32 inNumberFrames);
+
+  OSStatus SetStreamFormat(const AudioStreamBasicDescription& format) override;
+  [[nodiscard]] bool NeedsBufferSpace() const override { return IsCallback(); }
+
+ private:
+  EInputType mInputType = EInputType::NoInput;
+  AudioUnitConnection mConnection{};
+  AURenderCallback mInputProc = nullptr;
+  void* mInputProcRefCon = nullptr;
+};
+
+}  // namespace ausdk
