@@ -218,19 +218,6 @@ OSStatus FillInput(void* inRefCon, AudioUnitRenderActionFlags* /*ioActionFlags*/
   return noErr;
 }
 
-AudioStreamBasicDescription FloatFormat(Float64 sampleRate, UInt32 channels) {
-  AudioStreamBasicDescription format{};
-  format.mSampleRate = sampleRate;
-  format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved;
-  format.mBytesPerPacket = 4;
-  format.mFramesPerPacket = 1;
-  format.mBytesPerFrame = 4;
-  format.mChannelsPerFrame = channels;
-  format.mBitsPerChannel = 32;
-  return format;
-}
-
 AudioTimeStamp SampleTime(Float64 sampleTime) {
   AudioTimeStamp timeStamp{};
   timeStamp.mSampleTime = sampleTime;

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <vector>
 
+#include "AudioFormats.h"
 #include "ausdk/AUBase.h"
 #include "ausdk/AUPlugInDispatch.h"
 
@@ -155,7 +156,7 @@ class BufferList {
 OSStatus FillInput(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags, const AudioTimeStamp* inTimeStamp,
                    UInt32 inBusNumber, UInt32 inNumberFrames, AudioBufferList* ioData);
 
-AudioStreamBasicDescription FloatFormat(Float64 sampleRate, UInt32 channels);
+using testsupport::FloatFormat;
 AudioTimeStamp SampleTime(Float64 sampleTime);
 
 }  // namespace testunits

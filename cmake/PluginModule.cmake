@@ -1,0 +1,11 @@
+# The loadable plug-in: exports VeneerFactory and nothing else.
+add_library(Veneer MODULE shell/VeneerModule.cpp)
+target_link_libraries(Veneer PRIVATE veneer_core)
+set_target_properties(Veneer PROPERTIES PREFIX "" CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+if(APPLE)
+  target_link_options(Veneer PRIVATE "-Wl,-exported_symbol,_VeneerFactory")
+else()
+  target_link_options(Veneer PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/VeneerExports.map")
+  set_property(TARGET Veneer APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/VeneerExports.map)
+endif()
+veneer_warnings(Veneer)

@@ -1,0 +1,34 @@
+#include "shell/DebugLog.h"
+
+#include <pthread.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace veneer {
+
+void DebugLog(const std::string& message) {
+  const char* home = std::getenv("HOME");
+  if (home == nullptr) {
+    return;
+  }
+  char stamp[32];
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
+  const std::string path = std::string(home) + kSupportFolder + "veneer_debug.log";
+  // Opened and closed per line; concurrent writers rely on append mode.
+  std::FILE* file = std::fopen(path.c_str(), "a");
+  if (file == nullptr) {
+    return;
+  }
+  const std::string line = std::string("[") + stamp + "] " + message + "\n";
+  std::fwrite(line.data(), 1, line.size(), file);
+  std::fclose(file);
+}
+
+const char* ThreadTag() { return pthread_main_np() != 0 ? "[main]" : "[bg ]"; }
+
+}  // namespace veneer

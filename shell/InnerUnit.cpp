@@ -1,0 +1,245 @@
+// The inner unit: ensuring one exists (creation moved to the main queue when
+// the host calls from elsewhere), creating and configuring it, and following
+// the host's stream format.
+#include <dispatch/dispatch.h>
+#include <dlfcn.h>
+
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "shell/DebugLog.h"
+#include "shell/Veneer.h"
+
+namespace veneer {
+namespace {
+
+constexpr UInt32 kInnerMaxFrames = 4096;
+constexpr UInt32 kLargestChannelCount = 2;
+
+std::string Status(OSStatus status) { return std::to_string(status); }
+
+// The scale parameter's name as the inner unit reports it.
+std::string ParameterName(AudioUnitParameterInfo& info) {
+  if ((info.flags & kAudioUnitParameterFlag_HasCFNameString) != 0 && info.cfNameString != nullptr) {
+    char name[128] = {};
+    if (!CFStringGetCString(info.cfNameString, name, sizeof name, kCFStringEncodingUTF8)) {
+      name[0] = '\0';
+    }
+    if ((info.flags & kAudioUnitParameterFlag_CFNameRelease) != 0) {
+      CFRelease(info.cfNameString);
+    }
+    return name;
+  }
+  return {info.name, strnlen(info.name, sizeof info.name)};
+}
+
+OSStatus SetFormat(AudioUnit unit, AudioUnitScope scope, const AudioStreamBasicDescription& format) {
+  return AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, scope, 0, &format, sizeof format);
+}
+
+}  // namespace
+
+OSStatus Veneer::EnsureInnerUnit() {
+  std::unique_lock lock(innerMutex_);
+  if (innerUnit_.load() != nullptr || cleanedUp_.load()) {
+    return noErr;
+  }
+  if (pthread_main_np() != 0) {
+    return CreateInnerUnit();
+  }
+  if (createPending_) {
+    return noErr;  // one pending creation at a time
+  }
+  createPending_ = true;
+  DebugLog(std::string(ThreadTag()) + " 内部 Auto-Tune 改到主线程创建（宿主线程不是主线程）");
+  // The posted work may run after this instance was closed: it reaches the
+  // instance only through the token, which the destructor clears.
+  auto* context = new std::shared_ptr<LifeToken>(lifeToken_);
+  dispatch_async_f(dispatch_get_main_queue(), context, [](void* raw) {
+    const std::unique_ptr<std::shared_ptr<LifeToken>> token(static_cast<std::shared_ptr<LifeToken>*>(raw));
+    const std::lock_guard alive((*token)->mutex);
+    if ((*token)->self != nullptr) {
+      (*token)->self->CreateInnerUnitOnMainThread();
+    }
+  });
+  return noErr;
+}
+
+void Veneer::CreateInnerUnitOnMainThread() {
+  const std::lock_guard lock(innerMutex_);
+  createPending_ = false;
+  if (cleanedUp_.load() || innerUnit_.load() != nullptr) {
+    return;
+  }
+  const auto start = std::chrono::steady_clock::now();
+  const OSStatus status = CreateInnerUnit();
+  const auto ms =
+      std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start).count() / 1000000;
+  if (status == noErr) {
+    if (hostFormatValid_) {
+      AudioUnit inner = innerUnit_.load();
+      SetFormat(inner, kAudioUnitScope_Input, hostFormat_);
+      SetFormat(inner, kAudioUnitScope_Output, hostFormat_);
+      DebugLog("[main] 内部 Auto-Tune 已创建，宿主格式已传入（耗时 " + std::to_string(ms) + "ms）");
+    } else {
+      DebugLog("[main] 内部 Auto-Tune 已创建（耗时 " + std::to_string(ms) + "ms）");
+    }
+  } else {
+    DebugLog("[main] 创建内部 Auto-Tune 失败 err=" + Status(status) + "（耗时 " + std::to_string(ms) + "ms）");
+  }
+}
+
+OSStatus Veneer::CreateInnerUnit() {
+  if (Dl_info image{}; dladdr(static_cast<const void*>(&kVariants), &image) != 0 && image.dli_fname != nullptr) {
+    DebugLog(std::string("组件路径: ") + image.dli_fname);
+  }
+
+  const VariantInfo* variant = variant_.load();
+  AudioComponent component = DiscoverInnerComponent(variant);
+  if (component == nullptr) {
+    return kAudioUnitErr_InvalidPropertyValue;
+  }
+  variant_.store(variant);
+
+  const AURenderCallbackStruct callback{InnerInputProc, this};
+  if (gRetiredInner.load() != nullptr && gRetiredVariant.load() == variant) {
+    AudioUnit inner = gRetiredInner.exchange(nullptr);
+    innerUnit_.store(inner);
+    AudioUnitSetProperty(inner, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, 0, &callback,
+                         sizeof callback);
+    AudioUnitSetProperty(inner, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0, &kInnerMaxFrames,
+                         sizeof kInnerMaxFrames);
+    if (hostFormatValid_) {
+      SetFormat(inner, kAudioUnitScope_Input, hostFormat_);
+      SetFormat(inner, kAudioUnitScope_Output, hostFormat_);
+    }
+    DebugLog(std::string("复用退役的内部 Auto-Tune 实例: ") + variant->name);
+    return noErr;
+  }
+
+  AudioUnit inner = nullptr;
+  if (const OSStatus status = AudioComponentInstanceNew(component, &inner); status != noErr) {
+    DebugLog("CreateInnerUnit FAIL: InstanceNew err=" + Status(status));
+    return status;
+  }
+  innerUnit_.store(inner);
+
+  // Formats, input callback, slice size and initialise; any failure disposes the instance.
+  const auto configure = [&]() -> OSStatus {
+    const AudioStreamBasicDescription format = Output(0)->GetStreamFormat();
+    if (const OSStatus status = SetFormat(inner, kAudioUnitScope_Input, format); status != noErr) {
+      DebugLog("CreateInnerUnit FAIL: 输入格式 err=" + Status(status));
+      return status;
+    }
+    if (const OSStatus status = SetFormat(inner, kAudioUnitScope_Output, format); status != noErr) {
+      DebugLog("CreateInnerUnit FAIL: 输出格式 err=" + Status(status));
+      return status;
+    }
+    if (const OSStatus status = AudioUnitSetProperty(inner, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input,
+                                                     0, &callback, sizeof callback);
+        status != noErr) {
+      DebugLog("CreateInnerUnit FAIL: 渲染回调 err=" + Status(status));
+      return status;
+    }
+    if (const OSStatus status =
+            AudioUnitSetProperty(inner, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0,
+                                 &kInnerMaxFrames, sizeof kInnerMaxFrames);
+        status != noErr) {
+      DebugLog("CreateInnerUnit FAIL: MaximumFramesPerSlice err=" + Status(status));
+      return status;
+    }
+    if (const OSStatus status = AudioUnitInitialize(inner); status != noErr) {
+      DebugLog("CreateInnerUnit FAIL: AudioUnitInitialize err=" + Status(status));
+      if (status != kAudioUnitErr_Initialized) {
+        return status;
+      }
+    }
+    return noErr;
+  };
+  if (const OSStatus status = configure(); status != noErr) {
+    DebugLog("CreateInnerUnit FAIL: 初始化后配置中断 err=" + Status(status));
+    DebugLog("CreateInnerUnit FAIL: 创建失败，释放内部单元 err=" + Status(status));
+    AudioComponentInstanceDispose(inner);
+    innerUnit_.store(nullptr);
+    return status;
+  }
+
+  // A known starting state, only where the product has the parameter.
+  const auto force = [&](AudioUnitParameterID id, AudioUnitParameterValue value) {
+    if (id != kNoParam) {
+      AudioUnitSetParameter(inner, id, kAudioUnitScope_Global, 0, value, 0);
+    }
+  };
+  force(variant->correctionModeParam, 0.0F);
+  force(variant->classicModeParam, 0.0F);
+  force(variant->forceOneParam, 1.0F);
+  force(variant->forceZeroParam, 0.0F);
+  if (variant->correctionModeParam != kNoParam) {
+    AudioUnitParameterValue value = 0;
+    if (AudioUnitGetParameter(inner, variant->correctionModeParam, kAudioUnitScope_Global, 0, &value) == noErr) {
+      DebugLog("correction mode forced -> " + std::to_string(value));
+    }
+  }
+
+  // Does the product's scale parameter still carry the name we expect?
+  keyModeAccepted_.store(true);
+  if (variant->scaleParam != kNoParam) {
+    AudioUnitParameterInfo info{};
+    UInt32 size = sizeof info;
+    if (AudioUnitGetProperty(inner, kAudioUnitProperty_ParameterInfo, kAudioUnitScope_Global, variant->scaleParam,
+                             &info, &size) != noErr) {
+      keyModeAccepted_.store(false);
+      DebugLog("⚠️ 自检：读不到调式参数 " + std::to_string(variant->scaleParam));
+    } else if (const std::string name = ParameterName(info); name == variant->scaleParamName) {
+      DebugLog("自检通过：调式参数 " + std::to_string(variant->scaleParam) + " = " + name);
+    } else {
+      keyModeAccepted_.store(false);
+      DebugLog(std::string("⚠️ 自检：调式参数名不匹配（期望「") + variant->scaleParamName +
+               "」，实际「" + name + "」）——这个版本的 Auto-Tune 可能不认我们的调式");
+    }
+  }
+
+  Float64 innerLatency = 0;
+  UInt32 size = sizeof innerLatency;
+  if (AudioUnitGetProperty(inner, kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &innerLatency, &size) ==
+      noErr) {
+    // What the product reports is not used: the shell's own figures are.
+    latencySeconds_.store(LatencyFor(Output(0)->GetStreamFormat().mSampleRate));
+  }
+  return noErr;
+}
+
+OSStatus Veneer::ChangeStreamFormat(AudioUnitScope inScope, AudioUnitElement inElement,
+                                    const AudioStreamBasicDescription& inPrevFormat,
+                                    const AudioStreamBasicDescription& inNewFormat) {
+  if (inNewFormat.mChannelsPerFrame > kLargestChannelCount) {
+    return kAudioUnitErr_FormatNotSupported;
+  }
+  const OSStatus baseStatus = AUBase::ChangeStreamFormat(inScope, inElement, inPrevFormat, inNewFormat);
+  if (inScope == kAudioUnitScope_Output) {
+    const std::lock_guard lock(innerMutex_);
+    hostFormat_ = inNewFormat;
+    hostFormatValid_ = true;
+  }
+  DebugLog(std::string(ThreadTag()) + " ChangeStreamFormat scope=" + std::to_string(inScope) +
+           " ch=" + std::to_string(inNewFormat.mChannelsPerFrame) + " rate=" +
+           std::to_string(static_cast<long long>(inNewFormat.mSampleRate)) + " baseErr=" + Status(baseStatus));
+  if (baseStatus != noErr) {
+    return baseStatus;
+  }
+  if (const OSStatus ensured = EnsureInnerUnit(); ensured != noErr) {
+    DebugLog("ChangeStreamFormat: EnsureInnerUnit err=" + Status(ensured));
+  }
+  AudioUnit inner = innerUnit_.load();
+  if (inner != nullptr && inScope == kAudioUnitScope_Output) {
+    latencySeconds_.store(LatencyFor(inNewFormat.mSampleRate));
+    SetFormat(inner, kAudioUnitScope_Input, inNewFormat);
+    SetFormat(inner, kAudioUnitScope_Output, inNewFormat);
+    DebugLog("format changed -> inner updated");
+  }
+  return noErr;
+}
+
+}  // namespace veneer

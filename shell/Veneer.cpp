@@ -1,0 +1,170 @@
+// The Veneer object: construction, initialise and clean-up, the Logic host's
+// retired instance, and the link thread's start and stop.
+#include "shell/Veneer.h"
+
+#include <dispatch/dispatch.h>
+#include <libproc.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+#include "ausdk/AUPlugInDispatch.h"
+#include "shell/DebugLog.h"
+
+namespace veneer {
+
+std::atomic<AudioUnit> gRetiredInner{nullptr};
+std::atomic<const VariantInfo*> gRetiredVariant{nullptr};
+
+namespace {
+
+// The twelve cached settings from scale_ to wetDry_, as one block of defaults.
+constexpr float kSettingDefaults[12] = {0.0714286F, 0.0F, 0.5F, 0.686F, 0.25F, 0.0F,
+                                        0.0F,       0.5F, 0.5F, 1.0F,   0.5F,  1.0F};
+
+// Asked anew on every call: a host may rename itself.
+bool IsLogicHostingProcess() {
+  char name[256] = {};
+  if (proc_name(getpid(), name, sizeof name) < 1) {
+    return false;
+  }
+  return std::strstr(name, "Logic") != nullptr || std::strstr(name, "AUHosting") != nullptr;
+}
+
+// [main thread] The delayed disposal of an inner unit that a host thread let go.
+void DisposeInnerOnMainQueue(void* context) {
+  auto* inner = static_cast<AudioUnit>(context);
+  AudioUnitUninitialize(inner);
+  AudioComponentInstanceDispose(inner);
+  DebugLog("[main] 内部 Auto-Tune 已销毁");
+}
+
+}  // namespace
+
+Veneer::Veneer(AudioComponentInstance instance)
+    : AUBase(instance, 1, 1, 0),
+      scale_(kSettingDefaults[0]),
+      correctionMode_(kSettingDefaults[1]),
+      transpose_(kSettingDefaults[2]),
+      retuneSpeed_(kSettingDefaults[3]),
+      inputType_(kSettingDefaults[4]),
+      humanize_(kSettingDefaults[5]),
+      flexTune_(kSettingDefaults[6]),
+      naturalVibrato_(kSettingDefaults[7]),
+      tracking_(kSettingDefaults[8]),
+      formant_(kSettingDefaults[9]),
+      throat_(kSettingDefaults[10]),
+      wetDry_(kSettingDefaults[11]),
+      lifeToken_(std::make_shared<LifeToken>()) {
+  lifeToken_->self = this;
+}
+
+// The host's uninitialise is relied upon to end the link thread and release the
+// inner unit before the instance is closed. A creation still posted to the main
+// queue finds the instance gone.
+Veneer::~Veneer() {
+  const std::lock_guard lock(lifeToken_->mutex);
+  lifeToken_->self = nullptr;
+}
+
+OSStatus Veneer::Initialize() {
+  const OSStatus status = AUBase::Initialize();
+  DebugLog(std::string(ThreadTag()) + " Initialize called -> err=" + std::to_string(status));
+  if (status != noErr) {
+    return status;
+  }
+  cleanedUp_.store(false);
+  lastSeq_.store(-1);
+  // The latch is cleared, the bypass it forced is left as it is.
+  AppLinkState state = appState_.load();
+  state.appLost_ = false;
+  appState_.store(state);
+  StartIpcThread();
+  if (IsLogicHostingProcess()) {
+    return noErr;  // under Logic the next format change creates the inner unit
+  }
+  if (const OSStatus ensured = EnsureInnerUnit(); ensured != noErr) {
+    DebugLog("Initialize: EnsureInnerUnit err=" + std::to_string(ensured));
+  }
+  return noErr;
+}
+
+void Veneer::Cleanup() {
+  DebugLog(std::string(ThreadTag()) + " Cleanup called");
+  StopIpcThread();
+  cleanedUp_.store(true);
+  AudioUnit inner = innerUnit_.exchange(nullptr);
+  if (inner != nullptr) {
+    if (IsLogicHostingProcess()) {
+      // Never uninitialised or disposed under Logic: one instance is kept for reuse.
+      AudioUnit expected = nullptr;
+      if (gRetiredInner.compare_exchange_strong(expected, inner)) {
+        gRetiredVariant.store(variant_.load());
+        DebugLog("Logic 宿主：内部 Auto-Tune 退役不销毁（留给下次复用）");
+      } else {
+        DebugLog("Logic 宿主：已经有一个退役实例了，这个只能放着（不销毁）");
+      }
+    } else if (pthread_main_np() == 0) {
+      DebugLog(std::string(ThreadTag()) + " 内部 Auto-Tune 改到主线程销毁");
+      dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, static_cast<int64_t>(NSEC_PER_SEC)), dispatch_get_main_queue(),
+                       inner, DisposeInnerOnMainQueue);
+    } else {
+      AudioUnitUninitialize(inner);
+      AudioComponentInstanceDispose(inner);
+      DebugLog("inner unit disposed");
+    }
+  }
+  AUBase::Cleanup();
+}
+
+int Veneer::StartIpcThread() {
+  linkRunning_.store(true);
+  pthread_t thread{};
+  const int status = pthread_create(&thread, nullptr, IpcThreadEntry, this);
+  if (status == 0) {
+    linkThread_ = thread;
+  }
+  return status;
+}
+
+int Veneer::StopIpcThread() {
+  {
+    const std::lock_guard lock(linkWakeMutex_);
+    linkRunning_.store(false);
+  }
+  linkWake_.notify_all();
+  if (!linkThread_) {
+    return 0;
+  }
+  const int status = pthread_join(*linkThread_, nullptr);
+  linkThread_.reset();
+  return status;
+}
+
+void* Veneer::IpcThreadEntry(void* arg) {
+  auto* self = static_cast<Veneer*>(arg);
+  if (!self->linkRunning_.load()) {
+    return nullptr;
+  }
+  for (;;) {
+    self->RunLinkCycle();
+    self->PauseLink();
+    if (!self->linkRunning_.load()) {
+      return nullptr;
+    }
+  }
+}
+
+void Veneer::PauseLink() {
+  std::unique_lock lock(linkWakeMutex_);
+  linkWake_.wait_for(lock, std::chrono::seconds(1), [this] { return !linkRunning_.load(); });
+}
+
+double Veneer::LatencyFor(Float64 sampleRate) const { return (classicMode_.load() > 0.5 ? 37.0 : 112.0) / sampleRate; }
+
+}  // namespace veneer
+
+extern "C" AudioComponentPlugInInterface* VeneerFactory(const AudioComponentDescription* inDesc) {
+  return ausdk::APFactory<ausdk::AUMIDILookup, veneer::Veneer>::Factory(inDesc);
+}

@@ -1,0 +1,30 @@
+// Stand-ins for the outside pitch-correction products, for tests and demos on
+// a system where the products are not installed. Each variant registers as a
+// component under the product's own description and behaves like a small,
+// predictable effect whose failures a test can switch on.
+#pragma once
+
+#include <AudioToolbox/AudioUnit.h>
+
+#include "standin/Faults.h"
+#include "standin/Unit.h"
+#include "standin/Variants.h"
+
+namespace standin {
+
+// [any thread] Registers a copy of the product in this process. May be called
+// again with other versions: the copies stand side by side, as installed ones
+// do. `name` defaults to "Stand-in: " + NameOf(variant). Null on failure.
+AudioComponent Register(Variant variant, UInt32 version = 0x00010000, const char* name = nullptr);
+
+// [any thread] The faults of a registered component, for its future and live
+// instances. The reference stays valid for the life of the process.
+Faults& FaultsOf(AudioComponent component);
+
+// [any thread] The stand-in object behind a live instance handle, or null. The
+// pointer is valid until the instance is disposed.
+Unit* Find(AudioUnit handle);
+// [any thread] How many stand-in instances are open in this process.
+size_t LiveCount();
+
+}  // namespace standin

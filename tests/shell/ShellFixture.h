@@ -1,0 +1,80 @@
+// What the shell's tests share: a temporary HOME with the support folder, the
+// debug log's lines, and Veneer registered as a host finds it.
+#pragma once
+
+#include <AudioToolbox/AudioUnit.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AudioFormats.h"
+#include "shell/Veneer.h"
+
+namespace shelltest {
+
+// Veneer as registered for the tests: keeps a record of its live objects, so
+// a test can look at the fields behind an instance handle.
+class TestVeneer : public veneer::Veneer {
+ public:
+  explicit TestVeneer(AudioComponentInstance instance);
+  ~TestVeneer() override;
+  static TestVeneer* Find(AudioUnit handle);
+};
+
+// Registers Veneer (the exported factory) under a test description.
+AudioComponent RegisterVeneer();
+
+// A Veneer instance opened as a host opens it, disposed at the end.
+class HostedVeneer {
+ public:
+  HostedVeneer();
+  HostedVeneer(const HostedVeneer&) = delete;
+  HostedVeneer& operator=(const HostedVeneer&) = delete;
+  ~HostedVeneer();
+
+  [[nodiscard]] AudioUnit unit() const { return unit_; }
+  TestVeneer* operator->() const { return veneer_; }
+  [[nodiscard]] TestVeneer* get() const { return veneer_; }
+  OSStatus Initialize() const { return AudioUnitInitialize(unit_); }
+  OSStatus Uninitialize() const { return AudioUnitUninitialize(unit_); }
+  OSStatus SetFormat(AudioUnitScope scope, UInt32 channels, Float64 sampleRate) const;
+  [[nodiscard]] Float64 Latency() const;
+  void Dispose();
+
+ private:
+  AudioUnit unit_ = nullptr;
+  TestVeneer* veneer_ = nullptr;
+};
+
+using testsupport::FloatFormat;
+
+// Runs `work` on a thread other than the main one and waits for it.
+template <typename Work>
+void OnWorker(Work&& work) {
+  std::thread(std::forward<Work>(work)).join();
+}
+
+class ShellTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  [[nodiscard]] std::filesystem::path SupportFolder() const { return home_ / "Library/Application Support/Tonvale"; }
+  void WriteSupportFile(const std::string& name, const std::string& text) const;
+  // The debug log's messages, without their "[HH:MM:SS] " stamps.
+  [[nodiscard]] std::vector<std::string> LogLines() const;
+  [[nodiscard]] bool Logged(const std::string& message) const;
+  // Runs the main queue's work for `seconds`.
+  static void RunMainLoop(double seconds);
+
+  std::filesystem::path home_;
+
+ private:
+  std::string savedHome_;
+  bool hadHome_ = false;
+};
+
+}  // namespace shelltest

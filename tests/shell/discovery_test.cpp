@@ -1,0 +1,110 @@
+// Which installed product becomes the inner unit: forced and preferred
+// variant files, the table's order, and the newest of several copies.
+// Each test runs in a process of its own, so "installed" means registered here.
+#include <gtest/gtest.h>
+
+#include "ShellFixture.h"
+#include "standin/StandIn.h"
+
+namespace {
+
+using shelltest::HostedVeneer;
+using shelltest::ShellTest;
+using standin::Variant;
+
+class DiscoveryTest : public ShellTest {
+ protected:
+  // The variant of the inner unit that initialising a new instance creates, or null.
+  const char* InnerVariant() {
+    veneer_ = std::make_unique<HostedVeneer>();
+    EXPECT_EQ(veneer_->Initialize(), noErr);
+    standin::Unit* inner = standin::Find((*veneer_)->InnerUnit());
+    return inner == nullptr ? nullptr : standin::NameOf(inner->GetVariant());
+  }
+  std::unique_ptr<HostedVeneer> veneer_;
+};
+
+TEST_F(DiscoveryTest, FallbackTakesTheFirstInstalledRowOfTheTable) {
+  standin::Register(Variant::kEfx);
+  standin::Register(Variant::kArtist);
+  EXPECT_STREQ(InnerVariant(), "Auto-Tune Artist");
+  EXPECT_TRUE(Logged("找到 Auto-Tune 版本: Auto-Tune Artist"));
+  EXPECT_STREQ((*veneer_)->Variant()->name, "Auto-Tune Artist");
+}
+
+TEST_F(DiscoveryTest, OnlyEfxInstalled) {
+  standin::Register(Variant::kEfx);
+  EXPECT_STREQ(InnerVariant(), "Auto-Tune EFX+");
+  EXPECT_TRUE(Logged("找到 Auto-Tune 版本: Auto-Tune EFX+"));
+}
+
+TEST_F(DiscoveryTest, ForcedVariantWins) {
+  standin::Register(Variant::kPro);
+  standin::Register(Variant::kArtist);
+  WriteSupportFile("force_variant.txt", "Auto-Tune Artist\n");
+  WriteSupportFile("prefer_variant.txt", "Auto-Tune Pro\n");
+  EXPECT_STREQ(InnerVariant(), "Auto-Tune Artist");
+  EXPECT_TRUE(Logged("强制使用 Auto-Tune 版本: Auto-Tune Artist"));
+}
+
+TEST_F(DiscoveryTest, PreferredVariantIsUsedWhenNothingIsForced) {
+  standin::Register(Variant::kPro);
+  standin::Register(Variant::k2026);
+  WriteSupportFile("prefer_variant.txt", "AutoTune 2026");
+  EXPECT_STREQ(InnerVariant(), "AutoTune 2026");
+  EXPECT_TRUE(Logged("按 App 偏好使用 Auto-Tune 版本: AutoTune 2026"));
+}
+
+TEST_F(DiscoveryTest, ForcedButMissingFallsBackWithoutAskingThePreferredFile) {
+  standin::Register(Variant::kArtist);
+  standin::Register(Variant::k2026);
+  WriteSupportFile("force_variant.txt", "Auto-Tune Pro");
+  WriteSupportFile("prefer_variant.txt", "Auto-Tune Artist");
+  EXPECT_STREQ(InnerVariant(), "AutoTune 2026");
+  const auto lines = LogLines();
+  const auto missing = std::find(lines.begin(), lines.end(), "强制指定的版本没找到: Auto-Tune Pro");
+  ASSERT_NE(missing, lines.end());
+  EXPECT_NE(std::find(missing, lines.end(), "找到 Auto-Tune 版本: AutoTune 2026"), lines.end());
+  EXPECT_FALSE(Logged("按 App 偏好使用 Auto-Tune 版本: Auto-Tune Artist"));
+}
+
+TEST_F(DiscoveryTest, MissingPreferredVariantIsReportedWithTheSameWords) {
+  standin::Register(Variant::kEfx);
+  WriteSupportFile("prefer_variant.txt", "AutoTune Advanced");
+  EXPECT_STREQ(InnerVariant(), "Auto-Tune EFX+");
+  EXPECT_TRUE(Logged("强制指定的版本没找到: AutoTune Advanced"));
+}
+
+TEST_F(DiscoveryTest, NewestOfSeveralCopiesIsChosen) {
+  standin::Register(Variant::k2026, 0x00010203);
+  AudioComponent newer = standin::Register(Variant::k2026, 0x00010A00);
+  EXPECT_STREQ(InnerVariant(), "AutoTune 2026");
+  EXPECT_EQ(AudioComponentInstanceGetComponent((*veneer_)->InnerUnit()), newer);
+  EXPECT_TRUE(Logged("同名 AU 组件有 2 份，版本: 1.2.3 1.10.0 → 选用最高版本 1.10.0"));
+}
+
+TEST_F(DiscoveryTest, EqualVersionsKeepTheFirstFound) {
+  AudioComponent first = standin::Register(Variant::kPro, 0x00020000);
+  standin::Register(Variant::kPro, 0x00020000);
+  EXPECT_STREQ(InnerVariant(), "Auto-Tune Pro");
+  EXPECT_EQ(AudioComponentInstanceGetComponent((*veneer_)->InnerUnit()), first);
+  EXPECT_TRUE(Logged("同名 AU 组件有 2 份，版本: 2.0.0 2.0.0 → 选用最高版本 2.0.0"));
+}
+
+TEST_F(DiscoveryTest, SingleCopyLogsNoVersions) {
+  standin::Register(Variant::kPro, 0x00020000);
+  EXPECT_STREQ(InnerVariant(), "Auto-Tune Pro");
+  for (const auto& line : LogLines()) {
+    EXPECT_EQ(line.find("同名 AU 组件有"), std::string::npos) << line;
+  }
+}
+
+TEST_F(DiscoveryTest, NothingInstalledLeavesTheShellWithoutAnInnerUnit) {
+  EXPECT_EQ(InnerVariant(), nullptr);
+  EXPECT_EQ((*veneer_)->InnerUnit(), nullptr);
+  EXPECT_EQ((*veneer_)->Variant(), nullptr);
+  EXPECT_TRUE(Logged("CreateInnerUnit FAIL: 没找到支持的 Auto-Tune（Auto-Tune Pro / AutoTune 2026）"));
+  EXPECT_TRUE(Logged("Initialize: EnsureInnerUnit err=-10851"));
+}
+
+}  // namespace

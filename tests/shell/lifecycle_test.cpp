@@ -1,0 +1,226 @@
+// Initialise and clean-up as hosts call them: from the main thread or from
+// another one, under Logic with its retired instance, stream-format changes,
+// and the link thread's start and stop.
+#include <sys/prctl.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <regex>
+
+#include "ShellFixture.h"
+#include "standin/StandIn.h"
+
+namespace {
+
+using shelltest::HostedVeneer;
+using shelltest::OnWorker;
+using shelltest::ShellTest;
+using standin::Variant;
+
+class LifecycleTest : public ShellTest {
+ protected:
+  void SetUp() override {
+    ShellTest::SetUp();
+    standin::Register(Variant::kPro);
+  }
+  int CountLines(const std::string& message) const {
+    const auto lines = LogLines();
+    return static_cast<int>(std::count(lines.begin(), lines.end(), message));
+  }
+  bool LoggedMatching(const std::string& pattern) const {
+    const std::regex expression(pattern);
+    const auto lines = LogLines();
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const std::string& line) { return std::regex_match(line, expression); });
+  }
+};
+
+TEST_F(LifecycleTest, InitializeOnAWorkerPostsTheCreationToTheMainQueue) {
+  HostedVeneer veneer;
+  OnWorker([&] {
+    EXPECT_EQ(veneer.Initialize(), noErr);
+    EXPECT_EQ(veneer->EnsureInnerUnit(), noErr);  // already pending: nothing more is posted
+  });
+  EXPECT_EQ(veneer->InnerUnit(), nullptr);
+  EXPECT_TRUE(Logged("[bg ] Initialize called -> err=0"));
+  EXPECT_EQ(CountLines("[bg ] 内部 Auto-Tune 改到主线程创建（宿主线程不是主线程）"), 1);
+
+  RunMainLoop(0.2);
+  ASSERT_NE(veneer->InnerUnit(), nullptr);
+  EXPECT_TRUE(LoggedMatching(R"(\[main\] 内部 Auto-Tune 已创建（耗时 \d+ms）)"));
+  EXPECT_EQ(standin::LiveCount(), 1U);
+}
+
+TEST_F(LifecycleTest, PostedCreationAppliesTheHostsLastOutputFormat) {
+  HostedVeneer veneer;
+  OnWorker([&] {
+    EXPECT_EQ(veneer.Initialize(), noErr);
+    EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Output, 1, 96000.0), noErr);
+  });
+  EXPECT_TRUE(Logged("[bg ] ChangeStreamFormat scope=2 ch=1 rate=96000 baseErr=0"));
+  RunMainLoop(0.2);
+  standin::Unit* inner = standin::Find(veneer->InnerUnit());
+  ASSERT_NE(inner, nullptr);
+  EXPECT_TRUE(LoggedMatching(R"(\[main\] 内部 Auto-Tune 已创建，宿主格式已传入（耗时 \d+ms）)"));
+  EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Input).mSampleRate, 96000.0);
+  EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Output).mChannelsPerFrame, 1U);
+}
+
+TEST_F(LifecycleTest, CleanupBeforeThePostedCreationRanLeavesNoInnerUnit) {
+  HostedVeneer veneer;
+  OnWorker([&] {
+    EXPECT_EQ(veneer.Initialize(), noErr);
+    EXPECT_EQ(veneer.Uninitialize(), noErr);
+  });
+  RunMainLoop(0.2);
+  EXPECT_EQ(veneer->InnerUnit(), nullptr);
+  EXPECT_EQ(standin::LiveCount(), 0U);
+  EXPECT_FALSE(LoggedMatching(R"(\[main\] 内部 Auto-Tune 已创建.*)"));
+}
+
+TEST_F(LifecycleTest, InstanceClosedBeforeThePostedCreationRanIsLeftAlone) {
+  {
+    HostedVeneer veneer;
+    OnWorker([&] { EXPECT_EQ(veneer.Initialize(), noErr); });
+  }
+  RunMainLoop(0.2);
+  EXPECT_EQ(standin::LiveCount(), 0U);
+}
+
+TEST_F(LifecycleTest, CleanupOnTheMainThreadDisposesAtOnce) {
+  HostedVeneer veneer;
+  ASSERT_EQ(veneer.Initialize(), noErr);
+  ASSERT_EQ(standin::LiveCount(), 1U);
+  ASSERT_EQ(veneer.Uninitialize(), noErr);
+  EXPECT_EQ(standin::LiveCount(), 0U);
+  EXPECT_EQ(veneer->InnerUnit(), nullptr);
+  EXPECT_TRUE(Logged("[main] Cleanup called"));
+  EXPECT_TRUE(Logged("inner unit disposed"));
+}
+
+TEST_F(LifecycleTest, CleanupOnAWorkerDisposesOnTheMainQueueOneSecondLater) {
+  HostedVeneer veneer;
+  ASSERT_EQ(veneer.Initialize(), noErr);
+  OnWorker([&] { EXPECT_EQ(veneer.Uninitialize(), noErr); });
+  EXPECT_TRUE(Logged("[bg ] Cleanup called"));
+  EXPECT_TRUE(Logged("[bg ] 内部 Auto-Tune 改到主线程销毁"));
+  EXPECT_EQ(veneer->InnerUnit(), nullptr);
+  RunMainLoop(0.5);
+  EXPECT_EQ(standin::LiveCount(), 1U);  // not before its second
+  RunMainLoop(0.8);
+  EXPECT_EQ(standin::LiveCount(), 0U);
+  EXPECT_TRUE(Logged("[main] 内部 Auto-Tune 已销毁"));
+}
+
+TEST_F(LifecycleTest, CleanupWithoutAnInnerUnitOnlyLogsTheCall) {
+  HostedVeneer veneer;
+  OnWorker([&] { EXPECT_EQ(veneer.Initialize(), noErr); });
+  const size_t before = LogLines().size();
+  OnWorker([&] { EXPECT_EQ(veneer.Uninitialize(), noErr); });
+  const auto lines = LogLines();
+  ASSERT_EQ(lines.size(), before + 1);
+  EXPECT_EQ(lines.back(), "[bg ] Cleanup called");
+}
+
+TEST_F(LifecycleTest, LinkThreadRunsWhileInitializedAndStopsPromptly) {
+  HostedVeneer veneer;
+  EXPECT_FALSE(veneer->LinkRunning());
+  ASSERT_EQ(veneer.Initialize(), noErr);
+  EXPECT_TRUE(veneer->LinkRunning());
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(veneer.Uninitialize(), noErr);
+  // The pause between passes is a second; a stop must not wait it out.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(800));
+  EXPECT_FALSE(veneer->LinkRunning());
+}
+
+TEST_F(LifecycleTest, StreamFormatChangesReachTheInnerUnitFromTheOutputScopeOnly) {
+  HostedVeneer veneer;
+  ASSERT_EQ(veneer.Initialize(), noErr);
+  standin::Unit* inner = standin::Find(veneer->InnerUnit());
+  ASSERT_NE(inner, nullptr);
+
+  const size_t before = LogLines().size();
+  EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Output, 6, 48000.0), kAudioUnitErr_FormatNotSupported);
+  EXPECT_EQ(LogLines().size(), before);  // refused before anything happened
+
+  EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Input, 2, 48000.0), noErr);
+  EXPECT_TRUE(Logged("[main] ChangeStreamFormat scope=1 ch=2 rate=48000 baseErr=0"));
+  EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Input).mSampleRate, 44100.0);
+  EXPECT_DOUBLE_EQ(veneer.Latency(), 112.0 / 44100.0);
+
+  EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Output, 2, 48000.0), noErr);
+  EXPECT_TRUE(Logged("format changed -> inner updated"));
+  EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Input).mSampleRate, 48000.0);
+  EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Output).mSampleRate, 48000.0);
+  EXPECT_DOUBLE_EQ(veneer.Latency(), 112.0 / 48000.0);
+}
+
+// Poses as another host by renaming the process's main thread.
+class ProcessName {
+ public:
+  explicit ProcessName(const char* name) {
+    prctl(PR_GET_NAME, saved_);
+    prctl(PR_SET_NAME, name);
+  }
+  ProcessName(const ProcessName&) = delete;
+  ProcessName& operator=(const ProcessName&) = delete;
+  ~ProcessName() { prctl(PR_SET_NAME, saved_); }
+
+ private:
+  char saved_[17] = {};
+};
+
+TEST_F(LifecycleTest, UnderLogicTheInnerUnitIsRetiredAndReused) {
+  const ProcessName logic("Logic Pro X");
+  HostedVeneer first;
+  ASSERT_EQ(first.Initialize(), noErr);
+  EXPECT_EQ(first->InnerUnit(), nullptr);  // the next format change creates it
+  ASSERT_EQ(first.SetFormat(kAudioUnitScope_Output, 2, 48000.0), noErr);
+  AudioUnit retired = first->InnerUnit();
+  ASSERT_NE(retired, nullptr);
+  ASSERT_EQ(first.Uninitialize(), noErr);
+  EXPECT_TRUE(Logged("Logic 宿主：内部 Auto-Tune 退役不销毁（留给下次复用）"));
+  EXPECT_EQ(standin::LiveCount(), 1U);
+  EXPECT_TRUE(standin::Find(retired)->IsInitialized());
+  // After clean-up, format changes create nothing until the next initialise.
+  ASSERT_EQ(first.SetFormat(kAudioUnitScope_Output, 2, 44100.0), noErr);
+  EXPECT_EQ(first->InnerUnit(), nullptr);
+
+  HostedVeneer second;
+  ASSERT_EQ(second.Initialize(), noErr);
+  ASSERT_EQ(second.SetFormat(kAudioUnitScope_Output, 1, 44100.0), noErr);
+  EXPECT_EQ(second->InnerUnit(), retired);
+  EXPECT_TRUE(Logged("复用退役的内部 Auto-Tune 实例: Auto-Tune Pro"));
+  EXPECT_EQ(standin::Find(retired)->StreamFormatOf(kAudioUnitScope_Output).mChannelsPerFrame, 1U);
+  EXPECT_EQ(standin::Find(retired)->InputCallback().inputProcRefCon, static_cast<void*>(second.get()));
+  EXPECT_EQ(standin::Find(retired)->InitializeCount(), 1);
+
+  HostedVeneer third;
+  ASSERT_EQ(third.Initialize(), noErr);
+  ASSERT_EQ(third.SetFormat(kAudioUnitScope_Output, 2, 48000.0), noErr);
+  ASSERT_NE(third->InnerUnit(), nullptr);
+  EXPECT_EQ(standin::LiveCount(), 2U);
+
+  ASSERT_EQ(second.Uninitialize(), noErr);
+  ASSERT_EQ(third.Uninitialize(), noErr);
+  EXPECT_TRUE(Logged("Logic 宿主：已经有一个退役实例了，这个只能放着（不销毁）"));
+  EXPECT_EQ(standin::LiveCount(), 2U);  // neither is disposed
+}
+
+TEST_F(LifecycleTest, AuHostingCountsAsLogicButLowerCaseDoesNot) {
+  {
+    const ProcessName hosting("AUHostingServic");
+    HostedVeneer veneer;
+    ASSERT_EQ(veneer.Initialize(), noErr);
+    EXPECT_EQ(veneer->InnerUnit(), nullptr);
+  }
+  const ProcessName lower("logic pro");
+  HostedVeneer veneer;
+  ASSERT_EQ(veneer.Initialize(), noErr);
+  EXPECT_NE(veneer->InnerUnit(), nullptr);
+}
+
+}  // namespace
