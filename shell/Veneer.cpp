@@ -9,7 +9,6 @@
 #include <cstring>
 #include <string>
 
-#include "ausdk/AUPlugInDispatch.h"
 #include "shell/DebugLog.h"
 
 namespace veneer {
@@ -164,7 +163,3 @@ void Veneer::PauseLink() {
 double Veneer::LatencyFor(Float64 sampleRate) const { return (classicMode_.load() > 0.5 ? 37.0 : 112.0) / sampleRate; }
 
 }  // namespace veneer
-
-extern "C" AudioComponentPlugInInterface* VeneerFactory(const AudioComponentDescription* inDesc) {
-  return ausdk::APFactory<ausdk::AUMIDILookup, veneer::Veneer>::Factory(inDesc);
-}

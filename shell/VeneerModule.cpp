@@ -1,7 +1,7 @@
-// The module's one entry point, kept referenced so the linker pulls the
-// plug-in out of its static library.
+// The module's one entry point: the factory the host finds through the bundle.
+#include "ausdk/AUPlugInDispatch.h"
 #include "shell/Veneer.h"
 
-namespace {
-[[maybe_unused]] auto* const kEntry = &VeneerFactory;
-}  // namespace
+extern "C" AudioComponentPlugInInterface* VeneerFactory(const AudioComponentDescription* inDesc) {
+  return ausdk::APFactory<ausdk::AUMIDILookup, veneer::Veneer>::Factory(inDesc);
+}
