@@ -8,8 +8,10 @@
 namespace veneer::audio {
 
 InstancePool& InstancePool::Shared() {
-  static InstancePool pool;
-  return pool;
+  // Never destroyed: instances a host has not disposed stay alive (and
+  // reachable) until the process ends, as on the platform.
+  static auto* pool = new InstancePool();
+  return *pool;
 }
 
 ComponentInstanceRecord* InstancePool::Take() {
