@@ -1,12 +1,58 @@
-// The link thread's pass: applying the companion application's settings,
-// reporting manual changes, the heartbeat and the alive file.
+// The link thread's pass: the settings file in, manual changes out, the
+// render diagnostics and the alive file the companion application reads.
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <string>
+
+#include "shell/DebugLog.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
+namespace {
 
-void Veneer::RunLinkCycle() {
-  // The pass's work arrives with the companion link; until then the thread only
-  // keeps its rhythm, so that start, pause and stop behave as they will.
+constexpr std::time_t kDiagnosticsPeriodSeconds = 5;
+constexpr std::time_t kAlivePeriodSeconds = 2;
+
+// Shared by every instance's link thread: one diagnostics line per period in
+// the process, and a count that any instance logged is not logged again.
+std::atomic<std::time_t> gLastDiagTime{0};
+std::atomic<uint64_t> gLastDiagCount{0};
+
+}  // namespace
+
+void Veneer::RunLinkCycle(std::time_t& lastAliveTime) {
+  ApplyFileToInner();
+  ReportManualChanges();
+
+  std::time_t now = std::time(nullptr);
+  if (now - gLastDiagTime.load() >= kDiagnosticsPeriodSeconds) {
+    gLastDiagTime.store(now);
+    const uint64_t count = renderCount_.load();
+    if (count != gLastDiagCount.load()) {
+      gLastDiagCount.store(count);
+      DebugLog("渲染诊断: 次数=" + std::to_string(count) + " 慢块(>8ms)=" + std::to_string(slowRenderCount_.load()) +
+               " 最大=" + std::to_string(static_cast<int32_t>(maxRenderMs_.load())) + "ms");
+    }
+  }
+
+  now = std::time(nullptr);
+  if (now - lastAliveTime >= kAlivePeriodSeconds) {
+    lastAliveTime = now;
+    const char* home = std::getenv("HOME");
+    if (home == nullptr) {
+      return;
+    }
+    std::ofstream alive(std::string(home) + kSupportFolder + "veneer_alive.txt", std::ios::trunc);
+    if (!alive) {
+      return;
+    }
+    const VariantInfo* variant = variant_.load();
+    alive << "t=" << static_cast<long long>(lastAliveTime) << "\n"
+          << "variant=" << (variant != nullptr ? variant->name : "none") << "\n"
+          << "inner=" << (innerUnit_.load() != nullptr ? 1 : 0) << "\n"
+          << "classic=" << (classicMode_.load() > 0.5 ? 1 : 0) << "\n";
+  }
 }
 
 }  // namespace veneer

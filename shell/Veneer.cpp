@@ -6,6 +6,7 @@
 #include <libproc.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -63,8 +64,21 @@ Veneer::Veneer(AudioComponentInstance instance)
 // inner unit before the instance is closed. A creation still posted to the main
 // queue finds the instance gone.
 Veneer::~Veneer() {
-  const std::lock_guard lock(lifeToken_->mutex);
-  lifeToken_->self = nullptr;
+  {
+    const std::lock_guard lock(lifeToken_->mutex);
+    lifeToken_->self = nullptr;
+  }
+  // The input lists and their blocks: the current one and those it replaced.
+  retiredInputBuffers_.push_back(inputBuffers_);
+  for (AudioBufferList* list : retiredInputBuffers_) {
+    if (list == nullptr) {
+      continue;
+    }
+    for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
+      std::free(list->mBuffers[i].mData);
+    }
+    std::free(list);
+  }
 }
 
 OSStatus Veneer::Initialize() {
@@ -146,8 +160,9 @@ void* Veneer::IpcThreadEntry(void* arg) {
   if (!self->linkRunning_.load()) {
     return nullptr;
   }
+  std::time_t lastAliveTime = 0;  // the first pass writes the alive file at once
   for (;;) {
-    self->RunLinkCycle();
+    self->RunLinkCycle(lastAliveTime);
     self->PauseLink();
     if (!self->linkRunning_.load()) {
       return nullptr;

@@ -8,10 +8,12 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <ctime>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "ausdk/AUBase.h"
 #include "shell/Variants.h"
@@ -20,6 +22,27 @@ namespace veneer {
 
 class Veneer : public ausdk::AUBase {
  public:
+  // The companion link's bypass and its latch, always changed together.
+  struct AppLinkState {
+    bool appBypass_ = false;
+    bool appLost_ = false;
+  };
+
+  // Both flags in one word, so a reader never sees one without the other.
+  class AtomicAppLink {
+   public:
+    [[nodiscard]] AppLinkState load() const {
+      const uint16_t bits = bits_.load();
+      return {(bits & 1U) != 0, (bits & 2U) != 0};
+    }
+    void store(AppLinkState state) {
+      bits_.store(static_cast<uint16_t>((state.appBypass_ ? 1U : 0U) | (state.appLost_ ? 2U : 0U)));
+    }
+
+   private:
+    std::atomic<uint16_t> bits_{0};
+  };
+
   explicit Veneer(AudioComponentInstance instance);
   ~Veneer() override;
 
@@ -34,6 +57,51 @@ class Veneer : public ausdk::AUBase {
   OSStatus ChangeStreamFormat(AudioUnitScope inScope, AudioUnitElement inElement,
                               const AudioStreamBasicDescription& inPrevFormat,
                               const AudioStreamBasicDescription& inNewFormat) override;
+
+  // ---- audio path, parameters, properties and view ----
+  // [render thread] The whole audio path: through the inner unit or around it.
+  OSStatus Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
+                  UInt32 inNumberFrames) override;
+  // [any thread] The shell's own parameters 0-10 and the read-backs 200-215, 220.
+  OSStatus GetParameter(AudioUnitParameterID inID, AudioUnitScope inScope, AudioUnitElement inElement,
+                        AudioUnitParameterValue& outValue) override;
+  OSStatus SetParameter(AudioUnitParameterID inID, AudioUnitScope inScope, AudioUnitElement inElement,
+                        AudioUnitParameterValue inValue, UInt32 inBufferOffsetInFrames) override;
+  OSStatus GetParameterList(AudioUnitScope inScope, AudioUnitParameterID* outParameterList,
+                            UInt32& outNumParameters) override;
+  OSStatus GetParameterInfo(AudioUnitScope inScope, AudioUnitParameterID inParameterID,
+                            AudioUnitParameterInfo& outParameterInfo) override;
+  OSStatus GetPropertyInfo(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement,
+                           UInt32& outDataSize, bool& outWritable) override;
+  OSStatus GetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement,
+                       void* outData) override;
+  OSStatus SetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement, const void* inData,
+                       UInt32 inDataSize) override;
+  UInt32 SupportedNumChannels(const AUChannelInfo** outInfo) override;
+  // MIDI sent to the shell is accepted and dropped.
+  OSStatus MIDIEvent(UInt32 inStatus, UInt32 inData1, UInt32 inData2, UInt32 inOffsetSampleFrame) override;
+  OSStatus SysEx(const UInt8* inData, UInt32 inLength) override;
+  OSStatus MIDIEventList(UInt32 inOffsetSampleFrame, const struct MIDIEventList* eventList) override;
+
+  // [render thread] (Re)builds inputBuffers_ for `channels` x `frames`.
+  void PrepareInputBuffers(UInt32 channels, UInt32 frames);
+  // [render thread] The peak-hold input meter.
+  void UpdateAudioLevel(const AudioBufferList& buffers, UInt32 frames);
+  // [any thread] An inner scale value as a scale index, by the variant's row.
+  [[nodiscard]] float ScaleSemantic(float innerScaleValue) const;
+  // [any thread] An inner parameter's value; -10877 when there is no such parameter or inner unit.
+  OSStatus GetInnerParam(AudioUnitParameterID id, float& outValue) const;
+  // [link thread] Remembers the inner unit's values, so the shell's own writes are not reported.
+  void SnapshotInnerValues();
+  // [link thread] Writes what changed by hand in the inner unit's editor to the back file.
+  void ReportManualChanges();
+
+  // ---- companion link ----
+  // [link thread] Heartbeat, settings file, quit marker, and a new settings file onto the inner unit.
+  void ApplyFileToInner();
+
+  // The private property through which the custom view reaches the inner unit.
+  static constexpr AudioUnitPropertyID kInnerUnitProperty = 0x766E6975;  // 'vniu'
 
   // [any thread] Makes sure an inner unit exists or is on its way to the main queue.
   OSStatus EnsureInnerUnit();
@@ -59,19 +127,22 @@ class Veneer : public ausdk::AUBase {
   [[nodiscard]] const VariantInfo* Variant() const { return variant_.load(std::memory_order_acquire); }
   [[nodiscard]] bool KeyModeAccepted() const { return keyModeAccepted_.load(std::memory_order_relaxed); }
   [[nodiscard]] bool LinkRunning() const { return linkRunning_.load(std::memory_order_relaxed); }
-
-  // The companion link's bypass and its latch, always changed together.
-  struct AppLinkState {
-    bool appBypass_ = false;
-    bool appLost_ = false;
-  };
+  [[nodiscard]] AppLinkState AppLink() const { return appState_.load(); }
+  [[nodiscard]] bool HostBypass() const { return bypass_.load(std::memory_order_relaxed); }
+  // [any thread] The render diagnostics: inner renders, those over 8 ms, the longest.
+  [[nodiscard]] uint64_t RenderCount() const { return renderCount_.load(std::memory_order_relaxed); }
+  [[nodiscard]] uint64_t SlowRenderCount() const { return slowRenderCount_.load(std::memory_order_relaxed); }
+  [[nodiscard]] double MaxRenderMs() const { return maxRenderMs_.load(std::memory_order_relaxed); }
 
  private:
-  // [link thread] One pass of the link: the files in, the inner unit, the files out.
-  void RunLinkCycle();
+  // [link thread] One pass of the link: the files in, the inner unit, the files
+  // out. `lastAliveTime` belongs to the thread: the time of its last alive file.
+  void RunLinkCycle(std::time_t& lastAliveTime);
   // [link thread] The pause between passes; ends early when the thread is told to stop.
   void PauseLink();
   double LatencyFor(Float64 sampleRate) const;
+  // The cached field of own parameter `id` (0-10).
+  std::atomic<float>& OwnParameter(AudioUnitParameterID id);
 
   // The shared record of the plug-in, in this order; fields that several
   // threads touch are atomics.
@@ -106,11 +177,15 @@ class Veneer : public ausdk::AUBase {
   std::atomic<float> wetDry_;
   std::atomic<double> classicMode_{0.0};
   std::atomic<bool> bypass_{false};
-  std::atomic<AppLinkState> appState_{AppLinkState{}};
+  AtomicAppLink appState_;
   std::atomic<float> audioLevel_{0.0F};
   std::optional<pthread_t> linkThread_;
   std::atomic<bool> linkRunning_{false};
   std::atomic<int64_t> lastSeq_{-1};
+
+  // Input lists replaced by a larger one: a pass-through may still read the
+  // last one through its pointer, so they are kept until the instance goes.
+  std::vector<AudioBufferList*> retiredInputBuffers_;
 
   // Reaches this instance from work posted to the main queue, safely after it is gone.
   struct LifeToken {

@@ -1,0 +1,225 @@
+// The audio path as a host drives it: through the inner unit, around it when
+// bypassed, the input list's growth, the render log and the timing counters.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "RenderHarness.h"
+
+namespace rendertest {
+namespace {
+
+using RenderPathTest = RenderTest;
+
+// ---- through the inner unit ----
+
+TEST_F(RenderPathTest, EveryBlockIsTheInputThroughTheInnerUnit) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  for (UInt32 pull = 0; pull < 3; ++pull) {
+    ASSERT_EQ(Render(256), noErr);
+    for (UInt32 c = 0; c < kChannels; ++c) {
+      EXPECT_EQ(output_[c], Scaled(source_.Block(pull, c, 256), standin::kGain)) << "block " << pull << " ch " << c;
+    }
+  }
+  EXPECT_EQ(source_.pulls, 3U);
+  EXPECT_EQ(Inner()->RenderCount(), 3U);
+}
+
+TEST_F(RenderPathTest, AFailingInnerUnitGivesTheDrySignalAndNoError) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  standin::FaultsOf(product_).render = kAudioUnitErr_CannotDoInCurrentContext;
+  ASSERT_EQ(Render(256), noErr);
+  for (UInt32 c = 0; c < kChannels; ++c) {
+    EXPECT_EQ(output_[c], source_.Block(0, c, 256)) << "ch " << c;
+  }
+  EXPECT_EQ(Inner()->RenderCount(), 1U);
+  EXPECT_TRUE(Logged("inner render status=" + std::to_string(kAudioUnitErr_CannotDoInCurrentContext)));
+
+  // Once the inner unit recovers, its output is back.
+  standin::FaultsOf(product_).render = noErr;
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[0], Scaled(source_.Block(1, 0, 256), standin::kGain));
+}
+
+TEST_F(RenderPathTest, InputErrorsEndTheCycle) {
+  Start(/*withProduct=*/true, /*withInput=*/false);
+  ASSERT_NE(Inner(), nullptr);
+  EXPECT_EQ(Render(256), kAudioUnitErr_NoConnection);
+  EXPECT_EQ(Inner()->RenderCount(), 0U);
+
+  const AURenderCallbackStruct callback{InputSource::Provide, &source_};
+  ASSERT_EQ(AudioUnitSetProperty(veneer_.unit(), kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, 0,
+                                 &callback, sizeof callback),
+            noErr);
+  source_.leaveNullData = true;
+  EXPECT_EQ(Render(256), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(Inner()->RenderCount(), 0U);
+
+  source_.leaveNullData = false;
+  EXPECT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.pulls, 2U);
+  EXPECT_EQ(output_[1], Scaled(source_.Block(1, 1, 256), standin::kGain));
+}
+
+// ---- the input list's size ----
+
+TEST_F(RenderPathTest, LargerBlocksRebuildTheListAndSmallerOnesReuseIt) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  const UInt32 sizes[] = {256, 512, 128};
+  for (UInt32 pull = 0; pull < 3; ++pull) {
+    ASSERT_EQ(Render(sizes[pull]), noErr);
+    for (UInt32 c = 0; c < kChannels; ++c) {
+      EXPECT_EQ(output_[c], Scaled(source_.Block(pull, c, sizes[pull]), standin::kGain))
+          << sizes[pull] << " frames, ch " << c;
+    }
+  }
+
+  // The 128-frame block went into the 512-frame list: past it, the list still
+  // holds the rest of the 512-frame block.
+  std::vector<float> served(512, kUntouched);
+  AudioBufferList list{1, {{1, 512 * sizeof(float), served.data()}}};
+  ASSERT_EQ(veneer::Veneer::InnerInputProc(veneer_.get(), nullptr, nullptr, 0, 512, &list), noErr);
+  EXPECT_EQ(list.mBuffers[0].mDataByteSize, 512 * sizeof(float));
+  const std::vector<float> recent = source_.Block(2, 0, 128);
+  const std::vector<float> earlier = source_.Block(1, 0, 512);
+  EXPECT_TRUE(std::equal(recent.begin(), recent.end(), served.begin()));
+  EXPECT_TRUE(std::equal(earlier.begin() + 128, earlier.end(), served.begin() + 128));
+}
+
+// ---- pass-through ----
+
+TEST_F(RenderPathTest, WithoutAnInnerUnitTheFirstBlockIsPulledAndThenRepeated) {
+  Start(/*withProduct=*/false);
+  ASSERT_EQ(veneer_->InnerUnit(), nullptr);
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.pulls, 1U);
+  const std::vector<float> first = source_.Block(0, 1, 256);
+  EXPECT_EQ(output_[1], first);
+
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(Render(256), noErr);
+    EXPECT_EQ(source_.pulls, 1U);
+    EXPECT_EQ(output_[1], first);
+  }
+
+  // A smaller block repeats the start of the same samples.
+  ASSERT_EQ(Render(64), noErr);
+  EXPECT_EQ(output_[1], std::vector<float>(first.begin(), first.begin() + 64));
+}
+
+TEST_F(RenderPathTest, AGrowingPassThroughBlockRepeatsWhatTheOldListHeld) {
+  Start(/*withProduct=*/false);
+  ASSERT_EQ(Render(128), noErr);
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.pulls, 1U);
+  const std::vector<float> first = source_.Block(0, 0, 128);
+  EXPECT_TRUE(std::equal(first.begin(), first.end(), output_[0].begin()));
+  // The old list held 128 frames; beyond them the host hears silence.
+  EXPECT_EQ(std::vector<float>(output_[0].begin() + 128, output_[0].end()), std::vector<float>(128, 0.0F));
+}
+
+TEST_F(RenderPathTest, PassThroughWithoutInputFailsOnlyOnTheFirstBlock) {
+  Start(/*withProduct=*/false, /*withInput=*/false);
+  EXPECT_EQ(Render(256), kAudioUnitErr_NoConnection);
+  // The list was built before the pull failed; later blocks pull nothing.
+  EXPECT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[0], std::vector<float>(256, 0.0F));
+}
+
+TEST_F(RenderPathTest, HostBypassPassesTheLastPulledBlockAround) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  ASSERT_EQ(SetHostBypass(true), noErr);
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[0], source_.Block(0, 0, 256));
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.pulls, 1U);
+  EXPECT_EQ(output_[0], source_.Block(0, 0, 256));
+  EXPECT_EQ(Inner()->RenderCount(), 0U);
+
+  ASSERT_EQ(SetHostBypass(false), noErr);
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[1], Scaled(source_.Block(1, 1, 256), standin::kGain));
+
+  // Bypassed again: the dry block the inner unit last rendered, not a new one.
+  ASSERT_EQ(SetHostBypass(true), noErr);
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.pulls, 2U);
+  EXPECT_EQ(output_[1], source_.Block(1, 1, 256));
+  EXPECT_EQ(Inner()->RenderCount(), 1U);
+}
+
+TEST_F(RenderPathTest, ALostCompanionApplicationBypassesTheInnerUnit) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  ASSERT_EQ(Render(256), noErr);
+  // Without a settings file the link's next pass declares the application gone.
+  std::filesystem::remove(SupportFolder() / "plugin_state.txt");
+  veneer_->StartIpcThread();
+  ASSERT_FALSE(AwaitLine("app heartbeat lost").empty());
+  veneer_->StopIpcThread();
+  ASSERT_TRUE(veneer_->AppLink().appBypass_);
+
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.pulls, 1U);
+  EXPECT_EQ(output_[0], source_.Block(0, 0, 256));
+  EXPECT_EQ(Inner()->RenderCount(), 1U);
+}
+
+// ---- the render log ----
+
+TEST_F(RenderPathTest, TheLogShowsTheFirstFiveRendersAndThenOnlyChanges) {
+  Start(/*withProduct=*/false);
+  for (int i = 0; i < 7; ++i) {
+    ASSERT_EQ(Render(128), noErr);
+  }
+  const std::vector<std::string> expected = {"Render called frames=128 inner=no (state change)",
+                                             "Render called frames=128 inner=no", "Render called frames=128 inner=no",
+                                             "Render called frames=128 inner=no", "Render called frames=128 inner=no"};
+  EXPECT_EQ(LinesStartingWith("Render called"), expected);
+
+  // A product appears (a format change creates it): the next render says so
+  // once, with the inner status.
+  standin::Register(standin::Variant::kPro);
+  ASSERT_EQ(veneer_.SetFormat(kAudioUnitScope_Output, kChannels, 44100.0), noErr);
+  ASSERT_NE(Inner(), nullptr);
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(Render(256), noErr);
+  }
+  auto withInner = expected;
+  withInner.push_back("Render called frames=256 inner=yes (state change)");
+  EXPECT_EQ(LinesStartingWith("Render called"), withInner);
+  EXPECT_EQ(LinesStartingWith("inner render status="), std::vector<std::string>{"inner render status=0"});
+}
+
+// ---- timing ----
+
+TEST_F(RenderPathTest, InnerRendersOverEightMillisecondsCountAsSlow) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  standin::FaultsOf(product_).renderDelayMs = 2;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(Render(128), noErr);
+  }
+  EXPECT_EQ(veneer_->SlowRenderCount(), 0U);
+  standin::FaultsOf(product_).renderDelayMs = 10;
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(Render(128), noErr);
+  }
+  // Bypassed blocks are not inner renders.
+  ASSERT_EQ(SetHostBypass(true), noErr);
+  ASSERT_EQ(Render(128), noErr);
+
+  EXPECT_EQ(veneer_->RenderCount(), 5U);
+  EXPECT_EQ(veneer_->SlowRenderCount(), 2U);
+  EXPECT_GE(veneer_->MaxRenderMs(), 10.0);
+}
+
+}  // namespace
+}  // namespace rendertest

@@ -1,0 +1,25 @@
+// Checks what people type on the command line, with messages that name the problem.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace veneerctl {
+
+// A finite number written as a whole (strtod must consume all of `text`).
+std::optional<double> ParseNumber(std::string_view text);
+
+// A whole number >= 0, digits only.
+std::optional<long> ParseCount(std::string_view text);
+
+struct SettingChange {
+  std::size_t index;  // into kStateKeys
+  double value;
+};
+
+// One KEY=VALUE of `set`. On failure returns nothing and fills `error`.
+std::optional<SettingChange> ParseSettingArg(std::string_view arg, std::string* error);
+
+}  // namespace veneerctl

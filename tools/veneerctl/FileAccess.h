@@ -1,0 +1,34 @@
+// Small file helpers: whole-file reads, atomic replacement, modification ages.
+#pragma once
+
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace veneerctl {
+
+// The whole file, or nothing when it cannot be opened.
+std::optional<std::string> ReadWholeFile(const std::string& path);
+
+// Writes `content` to a new file beside `path` and renames it into place, so a reader
+// sees either the old or the new file, never a part of one.
+bool ReplaceFileAtomically(const std::string& path, std::string_view content, std::string* error);
+
+// Modification time in whole seconds, or nothing when the file is missing.
+std::optional<std::time_t> ModificationTime(const std::string& path);
+
+// Serialises veneerctl processes that rewrite plugin_state.txt (set against a running
+// heartbeat), so neither puts back an older file over the other's. The plug-in never locks.
+class StateLock {
+ public:
+  explicit StateLock(const std::string& folder);
+  ~StateLock();
+  StateLock(const StateLock&) = delete;
+  StateLock& operator=(const StateLock&) = delete;
+
+ private:
+  int fd_ = -1;
+};
+
+}  // namespace veneerctl

@@ -1,0 +1,90 @@
+// veneerctl set: sends new settings to every plug-in instance.
+#include <ctime>
+#include <iostream>
+#include <limits>
+
+#include "Arguments.h"
+#include "Commands.h"
+#include "FileAccess.h"
+#include "StateUpdate.h"
+
+namespace veneerctl {
+
+namespace {
+
+// The plug-in applies a file only when its counter is >= 0 and new, so step past any
+// negative or exhausted counter to 1.
+std::int64_t NextSeq(const std::optional<std::int64_t>& current) {
+  if (!current || *current < 0 || *current == std::numeric_limits<std::int64_t>::max()) {
+    return 1;
+  }
+  return *current + 1;
+}
+
+}  // namespace
+
+int RunSet(const Invocation& invocation) {
+  if (invocation.args.empty()) {
+    std::cerr << "veneerctl set: give at least one KEY=VALUE\n";
+    return kExitUsage;
+  }
+  std::vector<SettingChange> changes;
+  for (const std::string& arg : invocation.args) {
+    std::string error;
+    const auto change = ParseSettingArg(arg, &error);
+    if (!change) {
+      std::cerr << "veneerctl set: " << error << "; nothing was written\n";
+      return kExitUsage;
+    }
+    changes.push_back(*change);
+  }
+  const auto folder = LocateFolder(invocation);
+  if (!folder) {
+    return kExitUsage;
+  }
+  if (!EnsureSupportFolder(*folder)) {
+    return kExitFailure;
+  }
+
+  const std::string path = folder->File(kStateFile);
+  const auto before = ModificationTime(path);
+  const bool wasFresh = before && std::time(nullptr) - *before < kHeartbeatTimeout;
+  std::optional<std::int64_t> previousSeq;
+  PluginState written;
+  std::string error;
+  const bool ok = UpdatePluginState(
+      *folder,
+      [&](PluginState& state) {
+        previousSeq = state.seq;
+        state.seq = NextSeq(state.seq);
+        state.values[kAppRunningIndex] = 1.0;  // an explicit appRunning below wins
+        for (const SettingChange& change : changes) {
+          state.values[change.index] = change.value;
+        }
+      },
+      &written, &error);
+  if (!ok) {
+    std::cerr << "veneerctl set: " << error << "\n";
+    return kExitFailure;
+  }
+
+  std::cout << "wrote " << path << " with seq=" << *written.seq;
+  if (previousSeq) {
+    std::cout << " (was " << *previousSeq << ")";
+  }
+  std::cout << "\nsent:";
+  for (const SettingChange& change : changes) {
+    std::cout << " " << kStateKeys[change.index].name << "=" << FormatNumber(change.value);
+  }
+  std::cout << "\n";
+  if (written.ignoredLines > 0) {
+    std::cout << "dropped " << written.ignoredLines << " line(s) with unknown keys from the old file\n";
+  }
+  if (!wasFresh) {
+    std::cout << "note: no heartbeat kept this file fresh; the plug-in bypasses again in " << kHeartbeatTimeout
+              << " s unless the application or `veneerctl heartbeat` keeps rewriting it\n";
+  }
+  return kExitOk;
+}
+
+}  // namespace veneerctl
