@@ -64,6 +64,9 @@ class ShellTest : public ::testing::Test {
 
   [[nodiscard]] std::filesystem::path SupportFolder() const { return home_ / "Library/Application Support/Tonvale"; }
   void WriteSupportFile(const std::string& name, const std::string& text) const;
+  // A fresh settings file without settings: the link thread of an initialised
+  // instance then stays quiet in the debug log.
+  void KeepCompanionAlive() const { WriteSupportFile("plugin_state.txt", "appRunning=1\n"); }
   // The debug log's messages, without their "[HH:MM:SS] " stamps.
   [[nodiscard]] std::vector<std::string> LogLines() const;
   [[nodiscard]] bool Logged(const std::string& message) const;

@@ -16,6 +16,10 @@ using standin::Variant;
 
 class CreationTest : public ShellTest {
  protected:
+  void SetUp() override {
+    ShellTest::SetUp();
+    KeepCompanionAlive();
+  }
   // Lines of the log from the first one starting with `prefix` on.
   std::vector<std::string> LinesFrom(const std::string& prefix) const {
     auto lines = LogLines();

@@ -22,6 +22,7 @@ class LifecycleTest : public ShellTest {
  protected:
   void SetUp() override {
     ShellTest::SetUp();
+    KeepCompanionAlive();
     standin::Register(Variant::kPro);
   }
   int CountLines(const std::string& message) const {
