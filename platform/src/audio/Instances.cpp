@@ -47,7 +47,12 @@ OSStatus AudioComponentInstanceNew(AudioComponent inComponent, AudioComponentIns
   if (!Registry::Shared().Contains(inComponent)) {
     return kAudio_ParamError;
   }
-  AudioComponentPlugInInterface* interface = inComponent->factory(&inComponent->description);
+  const AudioComponentFactoryFunction factory = Registry::FactoryOf(inComponent);
+  if (factory == nullptr) {
+    // The component's bundle has no loadable module or no such factory in it.
+    return kAudioComponentErr_InstanceInvalidated;
+  }
+  AudioComponentPlugInInterface* interface = factory(&inComponent->description);
   if (interface == nullptr || interface->Open == nullptr || interface->Close == nullptr ||
       interface->Lookup == nullptr) {
     // A factory that cannot hand out an interface has run out of room for one.

@@ -1,11 +1,15 @@
 #include "audio/Registry.h"
 
+#include "audio/BundleFactory.h"
+#include "audio/ComponentBundles.h"
 #include "cf/Object.h"
 
 namespace veneer::audio {
 
 Registry& Registry::Shared() {
   static Registry registry;
+  static std::once_flag scanned;
+  std::call_once(scanned, [] { RegisterComponentBundles(registry, ComponentSearchFolders()); });
   return registry;
 }
 
@@ -26,14 +30,32 @@ bool Registry::Matches(const AudioComponentDescription& candidate, const AudioCo
 
 AudioComponent Registry::Add(const AudioComponentDescription& description, CFStringRef name, UInt32 version,
                              AudioComponentFactoryFunction factory) {
+  return Append(description, name, version, factory, nullptr);
+}
+
+AudioComponent Registry::AddFromBundle(const AudioComponentDescription& description, CFStringRef name, UInt32 version,
+                                       std::shared_ptr<BundleFactory> factory) {
+  return Append(description, name, version, nullptr, std::move(factory));
+}
+
+AudioComponent Registry::Append(const AudioComponentDescription& description, CFStringRef name, UInt32 version,
+                                AudioComponentFactoryFunction factory, std::shared_ptr<BundleFactory> bundleFactory) {
   auto component = std::make_unique<OpaqueAudioComponent>();
   component->description = description;
   component->name = name != nullptr ? static_cast<CFStringRef>(CFRetain(name)) : cf::CreateString("");
   component->version = version;
   component->factory = factory;
+  component->bundleFactory = std::move(bundleFactory);
   const std::lock_guard lock(mutex_);
   components_.push_back(std::move(component));
   return components_.back().get();
+}
+
+AudioComponentFactoryFunction Registry::FactoryOf(AudioComponent component) {
+  if (component->bundleFactory != nullptr) {
+    return component->bundleFactory->Resolve();
+  }
+  return component->factory;
 }
 
 AudioComponent Registry::FindNext(AudioComponent after, const AudioComponentDescription& search) const {
