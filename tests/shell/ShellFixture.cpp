@@ -80,7 +80,7 @@ void ShellTest::SetUp() {
   setenv("HOME", home_.c_str(), 1);
 }
 
-void ShellTest::TearDown() {
+ShellTest::~ShellTest() {
   if (hadHome_) {
     setenv("HOME", savedHome_.c_str(), 1);
   } else {

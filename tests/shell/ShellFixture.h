@@ -60,7 +60,9 @@ void OnWorker(Work&& work) {
 class ShellTest : public ::testing::Test {
  protected:
   void SetUp() override;
-  void TearDown() override;
+  // HOME is restored only here, after the derived fixture's members (an open
+  // Veneer and its link thread, which reads HOME) are gone.
+  ~ShellTest() override;
 
   [[nodiscard]] std::filesystem::path SupportFolder() const { return home_ / "Library/Application Support/Tonvale"; }
   void WriteSupportFile(const std::string& name, const std::string& text) const;
