@@ -9,3 +9,25 @@ else()
   set_property(TARGET Veneer APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/VeneerExports.map)
 endif()
 veneer_warnings(Veneer)
+
+# Veneer.component in the platform's bundle layout: Info.plist, the module
+# under Contents/ (MacOS/ on macOS, Linux/ here) and Contents/Resources/.
+math(EXPR VENEER_COMPONENT_VERSION
+     "(${PROJECT_VERSION_MAJOR} << 16) | (${PROJECT_VERSION_MINOR} << 8) | ${PROJECT_VERSION_PATCH}")
+if(APPLE)
+  set(VENEER_BUNDLE_EXECUTABLE_DIR MacOS)
+else()
+  set(VENEER_BUNDLE_EXECUTABLE_DIR Linux)
+endif()
+set(VENEER_BUNDLE_DIR ${PROJECT_BINARY_DIR}/Veneer.component)
+configure_file(bundle/Info.plist.in ${VENEER_BUNDLE_DIR}/Contents/Info.plist @ONLY)
+set_target_properties(Veneer PROPERTIES
+  SUFFIX ""
+  LIBRARY_OUTPUT_DIRECTORY ${VENEER_BUNDLE_DIR}/Contents/${VENEER_BUNDLE_EXECUTABLE_DIR})
+add_custom_command(TARGET Veneer POST_BUILD
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${VENEER_BUNDLE_DIR}/Contents/Resources)
+
+# `cmake --install` puts the bundle in the per-user components folder.
+# HOME is read when installing, not when configuring.
+install(CODE "file(INSTALL \"${VENEER_BUNDLE_DIR}\"
+  DESTINATION \"\$ENV{HOME}/Library/Audio/Plug-Ins/Components\" USE_SOURCE_PERMISSIONS)")

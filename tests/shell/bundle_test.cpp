@@ -1,0 +1,60 @@
+// Veneer as an installed component bundle: found by its description, its
+// module loaded on first use, its view found through its bundle identifier.
+#include <CoreFoundation/CoreFoundation.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "ShellFixture.h"
+#include "standin/StandIn.h"
+
+namespace {
+
+using shelltest::ShellTest;
+
+class BundleTest : public ShellTest {};
+
+std::string PathOf(CFURLRef url) {
+  char path[1024] = {};
+  CFURLGetFileSystemRepresentation(url, true, reinterpret_cast<UInt8*>(path), sizeof path);
+  return path;
+}
+
+TEST_F(BundleTest, InstalledVeneerComponentIsFoundLoadedAndFindsItsView) {
+  // Before the registry's first use, which scans the component folders.
+  setenv("VENEER_COMPONENT_PATH", VENEER_BUNDLE_PARENT, 1);
+  standin::Register(standin::Variant::kPro);
+  KeepCompanionAlive();
+
+  const AudioComponentDescription description{kAudioUnitType_Effect, 'Vnr1', 'Tnvl', 0, 0};
+  AudioComponent component = AudioComponentFindNext(nullptr, &description);
+  ASSERT_NE(component, nullptr);
+  CFStringRef name = nullptr;
+  ASSERT_EQ(AudioComponentCopyName(component, &name), noErr);
+  char text[64] = {};
+  CFStringGetCString(name, text, sizeof text, kCFStringEncodingUTF8);
+  CFRelease(name);
+  EXPECT_STREQ(text, "Tonvale: Veneer");
+  UInt32 version = 0;
+  ASSERT_EQ(AudioComponentGetVersion(component, &version), noErr);
+  EXPECT_EQ(version, 0x00000100U);
+  EXPECT_EQ(CFBundleGetBundleWithIdentifier(CFSTR("com.tonvale.veneer")), nullptr);  // not loaded yet
+
+  AudioUnit unit = nullptr;
+  ASSERT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
+  ASSERT_EQ(AudioUnitInitialize(unit), noErr);
+  EXPECT_EQ(standin::LiveCount(), 1U);
+  ASSERT_NE(CFBundleGetBundleWithIdentifier(CFSTR("com.tonvale.veneer")), nullptr);
+
+  AudioUnitCocoaViewInfo view{};
+  UInt32 size = sizeof view;
+  ASSERT_EQ(AudioUnitGetProperty(unit, kAudioUnitProperty_CocoaUI, kAudioUnitScope_Global, 0, &view, &size), noErr);
+  EXPECT_EQ(PathOf(view.mCocoaAUViewBundleLocation),
+            std::string(VENEER_BUNDLE_PARENT) + "/Veneer.component/Contents/Resources/VeneerCocoaUI.bundle");
+  CFRelease(view.mCocoaAUViewBundleLocation);
+  CFRelease(view.mCocoaAUViewClass[0]);
+  EXPECT_EQ(AudioComponentInstanceDispose(unit), noErr);
+  EXPECT_EQ(standin::LiveCount(), 0U);
+}
+
+}  // namespace
