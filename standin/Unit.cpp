@@ -17,8 +17,8 @@ Unit::Unit(AudioComponentInstance instance, Variant variant)
   if (const OSStatus status = faults_.instanceNew.load(); status != noErr) {
     ausdk::ThrowQuiet(status);
   }
-  for (const ParameterSpec& spec : ParametersOf(variant)) {
-    Globals()->SetParameter(spec.id, spec.defaultValue);
+  for (const ParameterModel& parameter : ParametersOf(variant)) {
+    Globals()->SetParameter(parameter.id, parameter.defaultValue);
   }
   live::Add(instance, this);
 }
@@ -87,11 +87,11 @@ OSStatus Unit::SetParameter(AudioUnitParameterID id, AudioUnitScope scope, Audio
 }
 
 OSStatus Unit::GetParameterInfo(AudioUnitScope scope, AudioUnitParameterID id, AudioUnitParameterInfo& info) {
-  const ParameterSpec* spec = scope == kAudioUnitScope_Global ? FindParameter(variant_, id) : nullptr;
-  if (spec == nullptr) {
+  const ParameterModel* parameter = scope == kAudioUnitScope_Global ? FindParameter(variant_, id) : nullptr;
+  if (parameter == nullptr) {
     return kAudioUnitErr_InvalidParameter;
   }
-  std::string name = spec->name;
+  std::string name = parameter->name;
   if (id == ScaleParameterOf(variant_)) {
     if (const OSStatus status = faults_.scaleInfo.load(); status != noErr) {
       return status;
@@ -102,10 +102,10 @@ OSStatus Unit::GetParameterInfo(AudioUnitScope scope, AudioUnitParameterID id, A
   }
   info = AudioUnitParameterInfo{};
   std::strncpy(info.name, name.c_str(), sizeof info.name - 1);
-  info.unit = spec->unit;
-  info.minValue = spec->minValue;
-  info.maxValue = spec->maxValue;
-  info.defaultValue = spec->defaultValue;
+  info.unit = parameter->unit;
+  info.minValue = parameter->minValue;
+  info.maxValue = parameter->maxValue;
+  info.defaultValue = parameter->defaultValue;
   info.flags = kAudioUnitParameterFlag_IsReadable | kAudioUnitParameterFlag_IsWritable;
   if (faults_.namesAsStringObjects.load()) {
     info.cfNameString = CFStringCreateWithCString(nullptr, name.c_str(), kCFStringEncodingUTF8);

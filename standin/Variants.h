@@ -14,7 +14,7 @@ inline constexpr Variant kAllVariants[] = {Variant::kPro, Variant::kAdvanced, Va
                                            Variant::kEfx};
 
 // One parameter of a product, global scope.
-struct ParameterSpec {
+struct ParameterModel {
   AudioUnitParameterID id;
   const char* name;
   AudioUnitParameterUnit unit;
@@ -28,10 +28,10 @@ AudioComponentDescription DescriptionOf(Variant variant);
 // [any thread] The product's name, e.g. "Auto-Tune Pro".
 const char* NameOf(Variant variant);
 // [any thread] Every parameter the product publishes.
-std::span<const ParameterSpec> ParametersOf(Variant variant);
+std::span<const ParameterModel> ParametersOf(Variant variant);
 // [any thread] The product's scale (key mode) parameter.
 AudioUnitParameterID ScaleParameterOf(Variant variant);
 // [any thread] The description of `id`, or null when the product has no such parameter.
-const ParameterSpec* FindParameter(Variant variant, AudioUnitParameterID id);
+const ParameterModel* FindParameter(Variant variant, AudioUnitParameterID id);
 
 }  // namespace standin

@@ -299,15 +299,15 @@ std::string Describe(const void* object) {
   return veneer::cf::AsObject(object)->FormattingDescription();
 }
 
-std::string CallSnprintf(const std::string& spec, auto value) {
+std::string CallSnprintf(const std::string& directive, auto value) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  const int size = std::snprintf(nullptr, 0, spec.c_str(), value);
+  const int size = std::snprintf(nullptr, 0, directive.c_str(), value);
   if (size <= 0) {
     return {};
   }
   std::string text(static_cast<size_t>(size) + 1, '\0');
-  std::snprintf(text.data(), text.size(), spec.c_str(), value);
+  std::snprintf(text.data(), text.size(), directive.c_str(), value);
 #pragma GCC diagnostic pop
   text.resize(static_cast<size_t>(size));
   return text;
@@ -330,12 +330,12 @@ void Render(std::string& out, const Conversion& c, const std::vector<Argument>& 
   }
   const bool leftAlign = flags.find('-') != std::string::npos;
   const Argument* value = c.valueArg >= 0 ? &args[static_cast<size_t>(c.valueArg)] : nullptr;
-  std::string spec = "%" + flags;
+  std::string directive = "%" + flags;
   if (width > 0) {
-    spec += std::to_string(width);
+    directive += std::to_string(width);
   }
   if (precision >= 0) {
-    spec += "." + std::to_string(precision);
+    directive += "." + std::to_string(precision);
   }
   std::string text;
   switch (c.conversion) {
@@ -346,20 +346,20 @@ void Render(std::string& out, const Conversion& c, const std::vector<Argument>& 
       return;
     case 'd':
     case 'i':
-      out += CallSnprintf(spec + "lld", AsSigned(value->integer, c.length));
+      out += CallSnprintf(directive + "lld", AsSigned(value->integer, c.length));
       return;
     case 'D':
-      out += CallSnprintf(spec + "lld", static_cast<long long>(value->integer));
+      out += CallSnprintf(directive + "lld", static_cast<long long>(value->integer));
       return;
     case 'o':
     case 'u':
     case 'x':
     case 'X':
-      out += CallSnprintf(spec + "ll" + c.conversion, AsUnsigned(value->integer, c.length));
+      out += CallSnprintf(directive + "ll" + c.conversion, AsUnsigned(value->integer, c.length));
       return;
     case 'O':
     case 'U':
-      out += CallSnprintf(spec + "ll" + static_cast<char>(c.conversion + ('a' - 'A')),
+      out += CallSnprintf(directive + "ll" + static_cast<char>(c.conversion + ('a' - 'A')),
                           static_cast<unsigned long long>(value->integer));
       return;
     case 'e':
@@ -371,9 +371,9 @@ void Render(std::string& out, const Conversion& c, const std::vector<Argument>& 
     case 'a':
     case 'A':
       if (value->kind == ArgKind::kLongDouble) {
-        out += CallSnprintf(spec + "L" + c.conversion, value->longReal);
+        out += CallSnprintf(directive + "L" + c.conversion, value->longReal);
       } else {
-        out += CallSnprintf(spec + c.conversion, value->real);
+        out += CallSnprintf(directive + c.conversion, value->real);
       }
       return;
     case 'c':
