@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(
   cmake ninja-build g++ clang clang-format clang-tidy libclang-rt-14-dev
-  googletest libgtest-dev libgmock-dev libbenchmark-dev pkg-config libplist-dev
+  googletest libgtest-dev libgmock-dev libbenchmark-dev pkg-config libplist-dev libsndfile1-dev valgrind
 )
 
 missing=()

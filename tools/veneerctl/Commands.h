@@ -10,6 +10,9 @@
 
 namespace veneerctl {
 
+// The files and their model are shared with the other tools that play the application.
+using namespace companion;  // NOLINT(google-build-using-namespace)
+
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailure = 1;  // something to report is missing, or a file operation failed
 inline constexpr int kExitUsage = 2;    // bad arguments or no HOME; nothing was written

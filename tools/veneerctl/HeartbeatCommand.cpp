@@ -43,10 +43,9 @@ std::optional<HeartbeatOptions> ParseOptions(const std::vector<std::string>& arg
 }
 
 // Rewrites the current content (whatever `set` last sent) with appRunning set to `running`.
-bool Rewrite(const SupportFolder& folder, double running, PluginState* written) {
+bool Rewrite(const SupportFolder& folder, bool running, PluginState* written) {
   std::string error;
-  if (!UpdatePluginState(
-          folder, [running](PluginState& state) { state.values[kAppRunningIndex] = running; }, written, &error)) {
+  if (!RewriteForHeartbeat(folder, running, written, &error)) {
     std::cerr << "veneerctl heartbeat: " << error << "\n";
     return false;
   }
@@ -66,7 +65,7 @@ int RunHeartbeat(const Invocation& invocation) {
   if (!folder) {
     return kExitUsage;
   }
-  if (!EnsureSupportFolder(*folder)) {
+  if (!EnsureSupportFolder(*folder, "veneerctl")) {
     return kExitFailure;
   }
   if (options->interval >= kHeartbeatTimeout) {
@@ -76,7 +75,7 @@ int RunHeartbeat(const Invocation& invocation) {
   InstallStopHandlers();
 
   PluginState state;
-  if (!Rewrite(*folder, 1.0, &state)) {
+  if (!Rewrite(*folder, true, &state)) {
     return kExitFailure;
   }
   std::cout << "heartbeat: rewriting " << folder->File(kStateFile) << " every " << FormatNumber(options->interval)
@@ -86,11 +85,11 @@ int RunHeartbeat(const Invocation& invocation) {
   while ((options->count == 0 || beats < options->count) && SleepUnlessStopped(options->interval)) {
     ++beats;
     // A failed rewrite is reported and tried again on the next beat.
-    if (Rewrite(*folder, 1.0, &state)) {
+    if (Rewrite(*folder, true, &state)) {
       ++rewrites;
     }
   }
-  if (!Rewrite(*folder, 0.0, &state)) {
+  if (!Rewrite(*folder, false, &state)) {
     return kExitFailure;
   }
   std::cout << "heartbeat: stopped after " << rewrites << " rewrite(s); wrote the quit marker appRunning=0 (seq "

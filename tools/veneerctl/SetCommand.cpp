@@ -1,7 +1,6 @@
 // veneerctl set: sends new settings to every plug-in instance.
 #include <ctime>
 #include <iostream>
-#include <limits>
 
 #include "Arguments.h"
 #include "Commands.h"
@@ -9,19 +8,6 @@
 #include "StateUpdate.h"
 
 namespace veneerctl {
-
-namespace {
-
-// The plug-in applies a file only when its counter is >= 0 and new, so step past any
-// negative or exhausted counter to 1.
-std::int64_t NextSeq(const std::optional<std::int64_t>& current) {
-  if (!current || *current < 0 || *current == std::numeric_limits<std::int64_t>::max()) {
-    return 1;
-  }
-  return *current + 1;
-}
-
-}  // namespace
 
 int RunSet(const Invocation& invocation) {
   if (invocation.args.empty()) {
@@ -42,7 +28,7 @@ int RunSet(const Invocation& invocation) {
   if (!folder) {
     return kExitUsage;
   }
-  if (!EnsureSupportFolder(*folder)) {
+  if (!EnsureSupportFolder(*folder, "veneerctl")) {
     return kExitFailure;
   }
 
@@ -52,18 +38,7 @@ int RunSet(const Invocation& invocation) {
   std::optional<std::int64_t> previousSeq;
   PluginState written;
   std::string error;
-  const bool ok = UpdatePluginState(
-      *folder,
-      [&](PluginState& state) {
-        previousSeq = state.seq;
-        state.seq = NextSeq(state.seq);
-        state.values[kAppRunningIndex] = 1.0;  // an explicit appRunning below wins
-        for (const SettingChange& change : changes) {
-          state.values[change.index] = change.value;
-        }
-      },
-      &written, &error);
-  if (!ok) {
+  if (!SendSettings(*folder, changes, &written, &previousSeq, &error)) {
     std::cerr << "veneerctl set: " << error << "\n";
     return kExitFailure;
   }

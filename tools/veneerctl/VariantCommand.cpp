@@ -31,7 +31,7 @@ std::string JoinWords(const std::vector<std::string>& args, std::size_t from) {
 }
 
 int WriteChoice(const SupportFolder& folder, std::string_view file, const std::string& name, const char* what) {
-  if (!EnsureSupportFolder(folder)) {
+  if (!EnsureSupportFolder(folder, "veneerctl")) {
     return kExitFailure;
   }
   const std::string path = folder.File(file);

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace veneerctl {
+namespace companion {
 
 // What a value must look like before `set` writes it.
 enum class ValueRule { kNonNegative, kKeyIndex, kScaleIndex };
@@ -59,4 +59,4 @@ std::string FormatPluginState(const PluginState& state);
 // Shortest text that reads back as exactly `value`.
 std::string FormatNumber(double value);
 
-}  // namespace veneerctl
+}  // namespace companion

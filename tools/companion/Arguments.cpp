@@ -5,7 +5,7 @@
 
 #include "PluginState.h"
 
-namespace veneerctl {
+namespace companion {
 
 std::optional<double> ParseNumber(std::string_view text) {
   if (text.empty()) {
@@ -61,7 +61,7 @@ std::optional<SettingChange> ParseSettingArg(std::string_view arg, std::string* 
   const std::string key(arg.substr(0, eq));
   const std::string text(arg.substr(eq + 1));
   if (key == "seq") {
-    *error = "seq cannot be set by hand: veneerctl increases it on every set";
+    *error = "seq cannot be set by hand: it is increased with every change sent";
     return std::nullopt;
   }
   const auto index = FindStateKey(key);
@@ -97,4 +97,4 @@ std::optional<SettingChange> ParseSettingArg(std::string_view arg, std::string* 
   return SettingChange{*index, *value};
 }
 
-}  // namespace veneerctl
+}  // namespace companion

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace veneerctl {
+namespace companion {
 
 // A finite number written as a whole (strtod must consume all of `text`).
 std::optional<double> ParseNumber(std::string_view text);
@@ -22,4 +22,4 @@ struct SettingChange {
 // One KEY=VALUE of `set`. On failure returns nothing and fills `error`.
 std::optional<SettingChange> ParseSettingArg(std::string_view arg, std::string* error);
 
-}  // namespace veneerctl
+}  // namespace companion

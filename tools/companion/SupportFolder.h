@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-namespace veneerctl {
+namespace companion {
 
 class SupportFolder {
  public:
@@ -32,4 +32,4 @@ inline constexpr std::string_view kForceVariantFile = "force_variant.txt";
 inline constexpr std::string_view kPreferVariantFile = "prefer_variant.txt";
 inline constexpr std::string_view kDebugLog = "veneer_debug.log";
 
-}  // namespace veneerctl
+}  // namespace companion

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
-namespace veneerctl {
+namespace companion {
 
 std::optional<std::size_t> FindStateKey(std::string_view key) {
   for (std::size_t i = 0; i < kStateKeys.size(); ++i) {
@@ -93,4 +93,4 @@ std::string FormatPluginState(const PluginState& state) {
   return text;
 }
 
-}  // namespace veneerctl
+}  // namespace companion

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-namespace veneerctl {
+namespace companion {
 
 std::optional<std::string> ReadWholeFile(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY);
@@ -108,4 +108,4 @@ StateLock::~StateLock() {
   }
 }
 
-}  // namespace veneerctl
+}  // namespace companion

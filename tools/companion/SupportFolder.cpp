@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace veneerctl {
+namespace companion {
 
 std::optional<SupportFolder> SupportFolder::Locate(const std::optional<std::string>& homeOverride, std::string* error) {
   std::string home;
@@ -50,4 +50,4 @@ bool SupportFolder::Ensure(bool* created, std::string* error) const {
   return true;
 }
 
-}  // namespace veneerctl
+}  // namespace companion

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace veneerctl {
+namespace companion {
 
 // The whole file, or nothing when it cannot be opened.
 std::optional<std::string> ReadWholeFile(const std::string& path);
@@ -18,7 +18,7 @@ bool ReplaceFileAtomically(const std::string& path, std::string_view content, st
 // Modification time in whole seconds, or nothing when the file is missing.
 std::optional<std::time_t> ModificationTime(const std::string& path);
 
-// Serialises veneerctl processes that rewrite plugin_state.txt (set against a running
+// Serialises the tools that rewrite plugin_state.txt (set against a running
 // heartbeat), so neither puts back an older file over the other's. The plug-in never locks.
 class StateLock {
  public:
@@ -31,4 +31,4 @@ class StateLock {
   int fd_ = -1;
 };
 
-}  // namespace veneerctl
+}  // namespace companion

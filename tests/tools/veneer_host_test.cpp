@@ -1,0 +1,172 @@
+// Runs the real veneer-host against a temporary home folder, with Veneer found as
+// an installed component in the build tree, and checks the audio it writes.
+#include <CoreFoundation/CoreFoundation.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "AudioFile.h"
+#include "RunProgram.h"
+#include "standin/Unit.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class VeneerHostTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/veneer-host-test-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    root_ = pattern;
+    fs::create_directories(root_ + "/home");
+  }
+  void TearDown() override { fs::remove_all(root_); }
+
+  std::string PathOf(const std::string& name) const { return root_ + "/" + name; }
+
+  testsupport::ProgramResult Host(std::vector<std::string> args) const {
+    args.insert(args.begin(), VENEER_HOST_PATH);
+    args.emplace_back("--no-progress");
+    return testsupport::RunProgram(
+        args, {"HOME=" + root_ + "/home", std::string("VENEER_COMPONENT_PATH=") + VENEER_BUNDLE_FOLDER}, root_);
+  }
+
+  // A float WAV of `channels` channels: distinct ramps per channel, never silent.
+  std::string WriteInput(const std::string& name, std::size_t channels, std::size_t frames) const {
+    host::Audio audio;
+    audio.sampleRate = 44100;
+    audio.fileFormat = 0x010006;  // WAV, 32-bit float
+    audio.channels.assign(channels, std::vector<float>(frames));
+    for (std::size_t c = 0; c < channels; ++c) {
+      for (std::size_t i = 0; i < frames; ++i) {
+        audio.channels[c][i] = 0.8F * std::sin(0.01F * static_cast<float>(i * (c + 1))) + 0.001F;
+      }
+    }
+    std::string error;
+    EXPECT_TRUE(host::WriteAudioFile(PathOf(name), audio, &error)) << error;
+    return PathOf(name);
+  }
+
+  static host::Audio Read(const std::string& path) {
+    std::string error;
+    auto audio = host::ReadAudioFile(path, 8, &error);
+    EXPECT_TRUE(audio.has_value()) << error;
+    return audio.value_or(host::Audio{});
+  }
+
+  std::string root_;
+};
+
+TEST_F(VeneerHostTest, RendersThroughTheStandInWhenTheCompanionIsAlive) {
+  const std::string input = WriteInput("in.wav", 2, 22050);
+  const auto result = Host({"render", input, "--fast", "--block", "300", "--set", "key=3", "--set", "scale=1"});
+  ASSERT_EQ(result.status, 0) << result.err;
+
+  const host::Audio in = Read(input);
+  const host::Audio out = Read(PathOf("in-veneer.wav"));
+  ASSERT_EQ(out.channels.size(), 2U);
+  ASSERT_EQ(out.Frames(), in.Frames());
+  for (std::size_t c = 0; c < 2; ++c) {
+    for (std::size_t i = 0; i < in.Frames(); ++i) {
+      ASSERT_EQ(out.channels[c][i], in.channels[c][i] * standin::kGain) << "channel " << c << " frame " << i;
+    }
+  }
+  EXPECT_NE(result.out.find("variant:         Stand-in: Auto-Tune Pro 1.0.0"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("present from the first block"), std::string::npos);
+  EXPECT_NE(result.out.find("] ipc# 1 "), std::string::npos) << "settings applied";
+  EXPECT_NE(result.out.find("74 blocks, "), std::string::npos) << "22050 frames in blocks of 300";
+  EXPECT_NE(result.out.find("plugin_state.txt"), std::string::npos) << "support folder listing";
+}
+
+TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {
+  const std::string input = WriteInput("in.wav", 1, 4000);
+  const auto result =
+      Host({"render", input, "-o", PathOf("out/dry.flac"), "--fast", "--standin", "none", "--block", "512"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("inner unit:      none"), std::string::npos) << result.out;
+
+  // The first block passes through; the pass-through then plays the last pulled block again.
+  const host::Audio in = Read(input);
+  const host::Audio out = Read(PathOf("out/dry.flac"));
+  ASSERT_EQ(out.Frames(), in.Frames());
+  constexpr float kFlacStep = 2.0F / (1 << 23);  // 24-bit samples, either rounding
+  for (std::size_t i = 0; i < out.Frames(); ++i) {
+    ASSERT_NEAR(out.channels[0][i], in.channels[0][i % 512], kFlacStep) << "frame " << i;
+  }
+}
+
+TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
+  const std::string input = WriteInput("surround.wav", 6, 1000);
+  const auto result = Host({"render", input, "--fast"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_NE(result.err.find("has 6 channels; only mono and stereo"), std::string::npos) << result.err;
+  EXPECT_FALSE(fs::exists(PathOf("surround-veneer.wav")));
+  EXPECT_FALSE(fs::exists(root_ + "/home/Library/Application Support/Tonvale")) << "nothing written";
+
+  for (const std::vector<std::string>& bad : {std::vector<std::string>{"render", input, "--block", "0"},
+                                              {"render", input, "--set", "key=12"},
+                                              {"render", input, "--component", "aufx"},
+                                              {"render", "missing.wav"},
+                                              {"play"}}) {
+    EXPECT_EQ(Host(bad).status, 2) << bad.back();
+  }
+}
+
+TEST_F(VeneerHostTest, PresetsRoundTripAsPropertyLists) {
+  const std::string input = WriteInput("in.wav", 1, 2000);
+  // The stand-in keeps its parameters in its elements, so its preset carries them.
+  const std::vector<std::string> standIn{"render", input, "--fast", "--component", "aumf:AT81:VST "};
+  auto with = [&](std::vector<std::string> extra) {
+    std::vector<std::string> args = standIn;
+    args.insert(args.end(), extra.begin(), extra.end());
+    return Host(args);
+  };
+  ASSERT_EQ(with({"--param", "4=0.125", "--save-preset", PathOf("a.aupreset")}).status, 0);
+  ASSERT_EQ(with({"--load-preset", PathOf("a.aupreset"), "--save-preset", PathOf("b.aupreset")}).status, 0);
+  ASSERT_EQ(with({"--save-preset", PathOf("default.aupreset")}).status, 0);
+
+  auto text = [&](const std::string& name) {
+    std::ifstream file(PathOf(name));
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  EXPECT_EQ(text("a.aupreset"), text("b.aupreset"));
+  EXPECT_NE(text("a.aupreset"), text("default.aupreset"));
+  const std::string preset = text("a.aupreset");
+  const CFDataRef data =
+      CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(preset.data()), static_cast<CFIndex>(preset.size()));
+  const CFPropertyListRef plist =
+      CFPropertyListCreateWithData(nullptr, data, kCFPropertyListImmutable, nullptr, nullptr);
+  ASSERT_NE(plist, nullptr);
+  EXPECT_EQ(preset.rfind("<?xml", 0), 0U);
+  EXPECT_NE(CFDictionaryGetValue(static_cast<CFDictionaryRef>(plist), CFSTR("data")), nullptr);
+  CFRelease(plist);
+  CFRelease(data);
+
+  // Another unit's preset, or no preset at all, is refused before anything renders.
+  const auto foreign = Host({"render", input, "--fast", "--load-preset", PathOf("a.aupreset")});
+  EXPECT_EQ(foreign.status, 2);
+  EXPECT_NE(foreign.err.find("refused the preset"), std::string::npos) << foreign.err;
+  std::ofstream(PathOf("junk.aupreset")) << "not a plist";
+  EXPECT_EQ(Host({"render", input, "--fast", "--load-preset", PathOf("junk.aupreset")}).status, 2);
+}
+
+TEST_F(VeneerHostTest, TheEmbeddedDemoWritesItsResultAndReport) {
+  const auto result = Host({"render", "--fast", "-o", PathOf("demo/voice.wav")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const host::Audio out = Read(PathOf("demo/voice.wav"));
+  EXPECT_EQ(out.Frames(), 4U * 48000U);
+  std::ifstream report(PathOf("demo/voice.txt"));
+  const std::string text(std::istreambuf_iterator<char>(report), {});
+  EXPECT_NE(text.find("the embedded demo voice"), std::string::npos) << text;
+  EXPECT_NE(text.find("before the run: key=9 scale=1"), std::string::npos) << text;
+  EXPECT_NE(text.find("ipc# 2 mode=0.000000 retune=0.400000"), std::string::npos) << "the change half-way applied";
+}
+
+}  // namespace

@@ -1,0 +1,53 @@
+// The host playing the companion application for one run: it sends settings
+// before and during the render, keeps the heartbeat fresh, and reads back from
+// the plug-in's debug log which settings were applied.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Arguments.h"
+#include "SupportFolder.h"
+
+namespace host {
+
+// Settings to send once the render reaches `seconds` of audio.
+struct TimedSettings {
+  double seconds = 0;
+  std::vector<companion::SettingChange> changes;
+};
+
+class CompanionRole {
+ public:
+  // [main thread] Remembers where the debug log ends now, so that only this run's lines count.
+  explicit CompanionRole(companion::SupportFolder folder);
+
+  // [main thread] Creates the support folder when missing; false (message on stderr) on failure.
+  bool Prepare() const;
+  // [main thread] Writes a new settings file (seq + 1) with `changes` on top of the current one.
+  bool Send(const std::vector<companion::SettingChange>& changes, std::string* error);
+  // [main thread] Rewrites the file every 2 seconds, as the application does.
+  void KeepAlive();
+  // [main thread] Whether the plug-in logged the application of the last settings sent.
+  [[nodiscard]] bool LastSendApplied() const;
+  // [main thread] The "ipc# ..." lines logged since this run began.
+  [[nodiscard]] std::vector<std::string> AppliedLines() const;
+
+  [[nodiscard]] const companion::SupportFolder& Folder() const { return folder_; }
+
+ private:
+  [[nodiscard]] std::vector<std::string> NewLogLines() const;
+
+  companion::SupportFolder folder_;
+  std::uintmax_t logStart_ = 0;
+  std::optional<std::int64_t> lastSentSeq_;
+  std::time_t lastWrite_ = 0;
+};
+
+// [main thread] One line per file of the support folder: name, size, age.
+std::vector<std::string> DescribeSupportFolder(const companion::SupportFolder& folder);
+
+}  // namespace host

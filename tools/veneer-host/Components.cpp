@@ -1,0 +1,154 @@
+#include "Components.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+#if !defined(__APPLE__)
+#include "standin/StandIn.h"
+#endif
+
+namespace host {
+
+namespace {
+
+std::string Lowercase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+  return lower;
+}
+
+std::optional<OSType> FourCharCode(std::string_view text) {
+  if (text.size() != 4) {
+    return std::nullopt;
+  }
+  OSType code = 0;
+  for (const char c : text) {
+    code = (code << 8) | static_cast<unsigned char>(c);
+  }
+  return code;
+}
+
+std::string CodeText(OSType code) {
+  std::string text;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    const auto c = static_cast<char>((code >> shift) & 0xFF);
+    text += std::isprint(static_cast<unsigned char>(c)) != 0 ? c : '?';
+  }
+  return text;
+}
+
+// The module inside a bundle, or the path itself.
+std::string ModulePath(const std::string& path) {
+  namespace fs = std::filesystem;
+  const fs::path bundle(path);
+  std::error_code error;
+  if (!fs::is_directory(bundle, error)) {
+    return path;
+  }
+#if defined(__APPLE__)
+  const char* folder = "MacOS";
+#else
+  const char* folder = "Linux";
+#endif
+  return (bundle / "Contents" / folder / bundle.stem()).string();
+}
+
+}  // namespace
+
+std::optional<AudioComponentDescription> ParseDescription(std::string_view text) {
+  if (text.size() != 14 || text[4] != ':' || text[9] != ':') {
+    return std::nullopt;
+  }
+  const auto type = FourCharCode(text.substr(0, 4));
+  const auto subtype = FourCharCode(text.substr(5, 4));
+  const auto manufacturer = FourCharCode(text.substr(10, 4));
+  if (!type || !subtype || !manufacturer) {
+    return std::nullopt;
+  }
+  return AudioComponentDescription{*type, *subtype, *manufacturer, 0, 0};
+}
+
+std::string DescriptionText(const AudioComponentDescription& description) {
+  return CodeText(description.componentType) + ":" + CodeText(description.componentSubType) + ":" +
+         CodeText(description.componentManufacturer);
+}
+
+AudioComponent FindComponent(const AudioComponentDescription& description, std::string* error) {
+  AudioComponent component = AudioComponentFindNext(nullptr, &description);
+  if (component == nullptr) {
+    *error = "no component " + DescriptionText(description) +
+             " is installed (install Veneer with `cmake --install build/default`, or pass --module PATH)";
+  }
+  return component;
+}
+
+AudioComponent LoadModuleComponent(const std::string& path, const AudioComponentDescription& description,
+                                   const std::string& factory, std::string* error) {
+  const std::string module = ModulePath(path);
+  // The module stays loaded for the life of the process, as installed ones do.
+  void* handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) {
+    *error = "cannot load " + module + ": " + dlerror();
+    return nullptr;
+  }
+  auto* function = reinterpret_cast<AudioComponentFactoryFunction>(dlsym(handle, factory.c_str()));
+  if (function == nullptr) {
+    *error = module + " has no factory function " + factory;
+    return nullptr;
+  }
+  const CFStringRef name = CFStringCreateWithCString(nullptr, module.c_str(), kCFStringEncodingUTF8);
+  AudioComponent component = AudioComponentRegister(&description, name, 0, function);
+  CFRelease(name);
+  if (component == nullptr) {
+    *error = "cannot register " + module;
+  }
+  return component;
+}
+
+std::string ComponentTitle(AudioComponent component) {
+  std::string title = "(unknown component)";
+  CFStringRef name = nullptr;
+  if (AudioComponentCopyName(component, &name) == noErr && name != nullptr) {
+    char buffer[256] = {};
+    if (CFStringGetCString(name, buffer, sizeof buffer, kCFStringEncodingUTF8)) {
+      title = buffer;
+    }
+    CFRelease(name);
+  }
+  UInt32 version = 0;
+  if (AudioComponentGetVersion(component, &version) == noErr) {
+    title += " " + std::to_string(version >> 16) + "." + std::to_string((version >> 8) & 0xFF) + "." +
+             std::to_string(version & 0xFF);
+  }
+  return title;
+}
+
+bool RegisterStandIn(std::string_view name, std::string* error) {
+#if defined(__APPLE__)
+  *error = "stand-ins exist only on Linux; use --standin none";
+  return false;
+#else
+  const std::string wanted = Lowercase(name);
+  constexpr const char* kShortNames[] = {"pro", "advanced", "2026", "artist", "efx"};
+  std::string known;
+  for (std::size_t i = 0; i < std::size(standin::kAllVariants); ++i) {
+    const standin::Variant variant = standin::kAllVariants[i];
+    if (wanted == Lowercase(standin::NameOf(variant)) || wanted == kShortNames[i]) {
+      if (standin::Register(variant) == nullptr) {
+        *error = "cannot register the stand-in " + std::string(standin::NameOf(variant));
+        return false;
+      }
+      return true;
+    }
+    known += std::string(known.empty() ? "" : ", ") + "\"" + standin::NameOf(variant) + "\"";
+  }
+  *error = "unknown stand-in '" + std::string(name) + "' (known: " + known + ", or none)";
+  return false;
+#endif
+}
+
+}  // namespace host

@@ -1,0 +1,39 @@
+// Finding the unit to host: among the installed and registered components, or
+// in a module file given by path; and, on Linux, the stand-in products.
+#pragma once
+
+#include <AudioToolbox/AudioUnit.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// Veneer's own description.
+inline constexpr AudioComponentDescription kVeneerDescription{kAudioUnitType_Effect, 0x566E7231 /* 'Vnr1' */,
+                                                              0x546E766C /* 'Tnvl' */, 0, 0};
+
+// "aufx:Vnr1:Tnvl": three four-character codes.
+std::optional<AudioComponentDescription> ParseDescription(std::string_view text);
+// The other way round.
+std::string DescriptionText(const AudioComponentDescription& description);
+
+// [main thread] The first component matching `description`; null (and `error`) when none.
+AudioComponent FindComponent(const AudioComponentDescription& description, std::string* error);
+
+// [main thread] Loads a module file (or the module inside a .component bundle), finds
+// its `factory` function and registers it under `description`, for running a build
+// that is not installed. Null (and `error`) on failure.
+AudioComponent LoadModuleComponent(const std::string& path, const AudioComponentDescription& description,
+                                   const std::string& factory, std::string* error);
+
+// [any thread] "name version" of a component, e.g. "Tonvale: Veneer 0.1.0".
+std::string ComponentTitle(AudioComponent component);
+
+// [main thread] Registers the stand-in of the product called `name` (its full name,
+// case-insensitive, or pro, advanced, 2026, artist, efx). False (and `error`) for an
+// unknown name or where the platform has no stand-ins.
+bool RegisterStandIn(std::string_view name, std::string* error);
+
+}  // namespace host

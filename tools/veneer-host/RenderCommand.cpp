@@ -1,0 +1,224 @@
+// veneer-host render: a DAW playing one track through the plug-in.
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "Commands.h"
+#include "CompanionRole.h"
+#include "PluginState.h"
+#include "Presets.h"
+#include "ProgressBar.h"
+#include "RenderOptions.h"
+#include "RenderSession.h"
+#include "Summary.h"
+#include "TestSignal.h"
+
+namespace host {
+
+namespace {
+
+constexpr double kDemoSeconds = 4.0;
+constexpr double kDemoSampleRate = 48000.0;
+// How long to wait after the audio for the link to apply the last settings sent.
+constexpr double kApplyWaitSeconds = 3.0;
+
+int Fail(int status, const std::string& message) {
+  std::cerr << "veneer-host render: " << message << "\n";
+  return status;
+}
+
+std::string DefaultOutput(const std::string& input) {
+  const std::size_t dot = input.find_last_of('.');
+  const std::size_t slash = input.find_last_of('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) {
+    return input + "-veneer.wav";
+  }
+  return input.substr(0, dot) + "-veneer" + input.substr(dot);
+}
+
+std::string ChangesText(const std::vector<companion::SettingChange>& changes) {
+  std::string text;
+  for (const companion::SettingChange& change : changes) {
+    text += std::string(text.empty() ? "" : " ") + std::string(companion::kStateKeys[change.index].name) + "=" +
+            companion::FormatNumber(change.value);
+  }
+  return text.empty() ? "(heartbeat only)" : text;
+}
+
+bool EnsureParentFolder(const std::string& path, std::string* error) {
+  const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+  std::error_code failure;
+  if (!parent.empty()) {
+    std::filesystem::create_directories(parent, failure);
+  }
+  if (failure) {
+    *error = "cannot create the folder " + parent.string() + ": " + failure.message();
+  }
+  return !failure;
+}
+
+double NowSeconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+int RunRender(const std::vector<std::string>& args) {
+  std::string error;
+  std::optional<RenderOptions> parsed = ParseRenderOptions(args, &error);
+  if (!parsed) {
+    return Fail(kExitUsage, error + "\n\n" + RenderUsage());
+  }
+  RenderOptions& options = *parsed;
+  if (options.home && setenv("HOME", options.home->c_str(), 1) != 0) {
+    return Fail(kExitUsage, "cannot use --home " + *options.home);
+  }
+
+  // The audio first: bad input is refused before anything is opened or written.
+  Audio input;
+  if (options.input) {
+    auto audio = ReadAudioFile(*options.input, 2, &error);
+    if (!audio) {
+      return Fail(kExitUsage, error);
+    }
+    input = std::move(*audio);
+    if (!options.output) {
+      options.output = DefaultOutput(*options.input);
+    }
+  } else {
+    input = MakeVoiceLikeSignal(kDemoSampleRate, kDemoSeconds);
+    ApplyDemoDefaults(options, kDemoSeconds);
+  }
+  if (input.Frames() == 0) {
+    return Fail(kExitUsage, "the input holds no audio");
+  }
+  for (const std::optional<std::string>& path : {options.output, options.report}) {
+    if (path && !EnsureParentFolder(*path, &error)) {
+      return Fail(kExitFailure, error);
+    }
+  }
+
+  if (options.standIn != "none" && !RegisterStandIn(options.standIn, &error)) {
+    return Fail(kExitUsage, error);
+  }
+  AudioComponent component = options.module
+                                 ? LoadModuleComponent(*options.module, options.component, options.factory, &error)
+                                 : FindComponent(options.component, &error);
+  if (component == nullptr) {
+    return Fail(kExitFailure, error);
+  }
+
+  std::optional<companion::SupportFolder> folder = companion::SupportFolder::Locate(std::nullopt, &error);
+  std::optional<CompanionRole> companionRole;
+  std::vector<std::string> sent;
+  if (options.SendsSettings()) {
+    if (!folder) {
+      return Fail(kExitUsage, error);
+    }
+    companionRole.emplace(*folder);
+    if (!companionRole->Prepare() || !companionRole->Send(options.settings, &error)) {
+      return Fail(kExitFailure, error);
+    }
+    sent.push_back("before the run: " + ChangesText(options.settings));
+  }
+
+  RenderOutcome outcome;
+  {
+    const std::unique_ptr<RenderSession> session =
+        RenderSession::Open(component, input, options.blockFrames, options.maxFrames, &error);
+    if (session == nullptr) {
+      return Fail(kExitFailure, error);
+    }
+    if (options.loadPreset && !LoadPreset(session->Unit(), *options.loadPreset, &error)) {
+      return Fail(kExitUsage, error);
+    }
+    for (const auto& [id, value] : options.parameters) {
+      if (const OSStatus status = AudioUnitSetParameter(session->Unit(), id, kAudioUnitScope_Global, 0, value, 0);
+          status != noErr) {
+        return Fail(kExitFailure, "parameter " + std::to_string(id) + " refused with " + std::to_string(status));
+      }
+    }
+    if (const OSStatus status = session->Initialize(options.initializeOnWorker); status != noErr) {
+      return Fail(kExitFailure, "initialising the unit failed with " + std::to_string(status));
+    }
+
+    ProgressBar progress(input.Frames(), input.sampleRate, options.progress);
+    std::size_t nextTimed = 0;
+    double waitUntil = 0;
+    const auto tick = [&](std::size_t framesDone) {
+      progress.Update(framesDone);
+      if (!companionRole) {
+        return;
+      }
+      const double position = static_cast<double>(framesDone) / input.sampleRate;
+      while (nextTimed < options.timedSettings.size() && options.timedSettings[nextTimed].seconds <= position) {
+        const TimedSettings& timed = options.timedSettings[nextTimed++];
+        std::string sendError;
+        if (companionRole->Send(timed.changes, &sendError)) {
+          sent.push_back("at " + std::to_string(timed.seconds).substr(0, 5) + " s: " + ChangesText(timed.changes));
+        } else {
+          std::cerr << "veneer-host render: " << sendError << "\n";
+        }
+      }
+      companionRole->KeepAlive();
+    };
+    const auto keepWaiting = [&] {
+      if (!companionRole || companionRole->LastSendApplied()) {
+        return false;
+      }
+      if (waitUntil == 0) {
+        waitUntil = NowSeconds() + kApplyWaitSeconds;
+      }
+      return NowSeconds() < waitUntil;
+    };
+    outcome = session->Run(options.realTime, tick, keepWaiting);
+    progress.Finish();
+
+    if (options.savePreset && !SavePreset(session->Unit(), *options.savePreset, &error)) {
+      return Fail(kExitFailure, error);
+    }
+  }
+
+  if (!WriteAudioFile(*options.output, outcome.output, &error)) {
+    return Fail(kExitFailure, error);
+  }
+
+  RunFacts facts;
+  facts.inputName = options.input.value_or("the embedded demo voice");
+  facts.outputPath = *options.output;
+  facts.unitTitle = ComponentTitle(component) + " (" + DescriptionText(options.component) + ")";
+  facts.seconds = static_cast<double>(input.Frames()) / input.sampleRate;
+  facts.sampleRate = input.sampleRate;
+  facts.channels = input.channels.size();
+  facts.blockFrames = options.blockFrames;
+  facts.maxFrames = std::max(options.maxFrames, options.blockFrames);
+  facts.realTime = options.realTime;
+  facts.inputLevel = MeasureLevel(input);
+  facts.outputLevel = MeasureLevel(outcome.output);
+  facts.outcome = &outcome;
+  facts.sendsSettings = companionRole.has_value();
+  facts.sent = sent;
+  if (companionRole) {
+    facts.applied = companionRole->AppliedLines();
+  }
+  if (folder) {
+    facts.supportFolder = folder->Path();
+    facts.supportFiles = DescribeSupportFolder(*folder);
+  }
+  std::ostringstream summary;
+  PrintSummary(summary, facts);
+  std::cout << summary.str();
+  if (options.report) {
+    std::ofstream report(*options.report, std::ios::trunc);
+    if (!(report << summary.str()) || !report.flush()) {
+      return Fail(kExitFailure, "cannot write the report " + *options.report);
+    }
+    std::cout << "report written to " << *options.report << "\n";
+  }
+  return outcome.stats.failedBlocks == 0 ? kExitOk : kExitFailure;
+}
+
+}  // namespace host

@@ -1,0 +1,51 @@
+// What `veneer-host render` was asked to do.
+#pragma once
+
+#include <AudioToolbox/AudioUnit.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Arguments.h"
+#include "CompanionRole.h"
+#include "Components.h"
+
+namespace host {
+
+struct RenderOptions {
+  std::optional<std::string> input;  // none: the embedded demo
+  std::optional<std::string> output;
+  std::optional<std::string> report;
+  UInt32 blockFrames = 512;
+  UInt32 maxFrames = 0;  // 0: the block size
+  AudioComponentDescription component = kVeneerDescription;
+  std::optional<std::string> module;
+  std::string factory = "VeneerFactory";
+  std::string standIn = "Auto-Tune Pro";  // "none": only what is installed
+  std::vector<companion::SettingChange> settings;
+  std::vector<TimedSettings> timedSettings;
+  std::vector<std::pair<AudioUnitParameterID, AudioUnitParameterValue>> parameters;
+  std::optional<std::string> savePreset;
+  std::optional<std::string> loadPreset;
+  std::optional<std::string> home;
+  bool realTime = true;
+  bool initializeOnWorker = false;
+  bool progress = true;
+
+  // Whether this run plays the companion application.
+  [[nodiscard]] bool SendsSettings() const { return !settings.empty() || !timedSettings.empty(); }
+};
+
+// Reads the arguments after "render". Nothing (and `error`) for anything it cannot use.
+std::optional<RenderOptions> ParseRenderOptions(const std::vector<std::string>& args, std::string* error);
+
+// Fills in what the embedded demo uses where the options leave it open: an output file,
+// a report beside it, and a set of settings with one change half-way.
+void ApplyDemoDefaults(RenderOptions& options, double demoSeconds);
+
+// The usage text of `render`.
+const char* RenderUsage();
+
+}  // namespace host

@@ -1,0 +1,88 @@
+// One hosted unit rendering a file: opened and configured the way a DAW does,
+// rendered in blocks on a render thread while the main thread runs the main run
+// loop (where units post their main-thread work).
+#pragma once
+
+#include <AudioToolbox/AudioUnit.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "AudioFile.h"
+
+namespace host {
+
+// Veneer's private property: the inner unit it renders through (null while it has none).
+inline constexpr AudioUnitPropertyID kVeneerInnerUnitProperty = 0x766E6975;  // 'vniu'
+
+struct BlockStats {
+  std::uint64_t blocks = 0;
+  std::uint64_t slowBlocks = 0;  // took longer than the audio they hold
+  std::uint64_t failedBlocks = 0;
+  OSStatus firstFailure = noErr;
+  double longestMs = 0;
+  double totalMs = 0;
+};
+
+struct RenderOutcome {
+  Audio output;
+  BlockStats stats;
+  // Whether the unit answers Veneer's inner-unit property at all.
+  bool reportsInner = false;
+  // Frames already rendered when the inner unit was first seen; none when it never was.
+  std::optional<std::size_t> innerSeenAtFrame;
+  std::string innerTitle;
+};
+
+class RenderSession {
+ public:
+  // [main thread] Opens an instance of `component` and sets it up for `input`: the stream
+  // format on both sides (32-bit float, non-interleaved, the input's rate and channels), the
+  // maximum frames per slice, and the render callback that feeds the input. Null (and `error`)
+  // when the unit refuses any of it.
+  static std::unique_ptr<RenderSession> Open(AudioComponent component, const Audio& input, UInt32 blockFrames,
+                                             UInt32 maxFrames, std::string* error);
+  // [main thread] Uninitialises and disposes of the instance.
+  ~RenderSession();
+  RenderSession(const RenderSession&) = delete;
+  RenderSession& operator=(const RenderSession&) = delete;
+
+  [[nodiscard]] AudioUnit Unit() const { return unit_; }
+
+  // [main thread] Initialises the unit, on this thread or, as some hosts do, on a worker.
+  OSStatus Initialize(bool onWorkerThread);
+
+  // [main thread] Renders the whole input on a render thread, paced at real time or as fast
+  // as possible. Meanwhile runs the main run loop and calls `tick` with the frames rendered
+  // so far, about 50 times a second; after the last block goes on while `keepWaiting` says so.
+  RenderOutcome Run(bool realTime, const std::function<void(std::size_t)>& tick,
+                    const std::function<bool()>& keepWaiting);
+
+ private:
+  RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFrames);
+
+  // [render thread] Every block, in order.
+  void RenderAll(bool realTime);
+  // [render thread] The unit's input: the file's samples from the current position.
+  static OSStatus ProvideInput(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
+                               UInt32 bus, UInt32 frames, AudioBufferList* data);
+  // [main thread] Notes when the inner unit first shows.
+  void WatchInnerUnit(RenderOutcome& outcome) const;
+
+  AudioUnit unit_ = nullptr;
+  const Audio& input_;
+  const UInt32 blockFrames_;
+  Audio output_;
+  std::unique_ptr<AudioBufferList, void (*)(void*)> outputList_;
+  BlockStats stats_;                // render thread's until it is joined
+  std::size_t renderPosition_ = 0;  // render thread's
+  std::atomic<std::size_t> framesDone_{0};
+  std::atomic<bool> finished_{false};
+  bool initialized_ = false;
+};
+
+}  // namespace host

@@ -1,0 +1,85 @@
+#include "Summary.h"
+
+#include <cmath>
+#include <cstdio>
+#include <ostream>
+
+namespace host {
+
+namespace {
+
+std::string Fixed(double value, int decimals) {
+  if (std::isinf(value)) {
+    return value < 0 ? "-inf" : "inf";
+  }
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*f", decimals, value);
+  return text;
+}
+
+std::string LevelText(const Level& level) {
+  return "peak " + Fixed(level.peakDb, 1) + " dBFS, RMS " + Fixed(level.rmsDb, 1) + " dBFS";
+}
+
+std::string InnerText(const RunFacts& facts) {
+  const RenderOutcome& outcome = *facts.outcome;
+  if (!outcome.reportsInner) {
+    return "not reported (the unit is not Veneer)";
+  }
+  if (!outcome.innerSeenAtFrame) {
+    return "none: every block took the plug-in's pass-through path (no product found)";
+  }
+  if (*outcome.innerSeenAtFrame == 0) {
+    return "present from the first block";
+  }
+  return "appeared after " + Fixed(static_cast<double>(*outcome.innerSeenAtFrame) / facts.sampleRate, 3) +
+         " s of audio (frame " + std::to_string(*outcome.innerSeenAtFrame) +
+         "); blocks before it took the plug-in's pass-through path";
+}
+
+}  // namespace
+
+void PrintSummary(std::ostream& out, const RunFacts& facts) {
+  const RenderOutcome& outcome = *facts.outcome;
+  const BlockStats& stats = outcome.stats;
+  out << "veneer-host: rendered " << facts.inputName << " -> " << facts.outputPath << "\n";
+  out << "  unit:            " << facts.unitTitle << "\n";
+  out << "  audio:           " << Fixed(facts.seconds, 2) << " s, " << facts.channels
+      << (facts.channels == 1 ? " channel, " : " channels, ") << Fixed(facts.sampleRate, 0) << " Hz, blocks of "
+      << facts.blockFrames << " (maximum " << facts.maxFrames << "), " << (facts.realTime ? "real time" : "fast")
+      << "\n";
+  out << "  input level:     " << LevelText(facts.inputLevel) << "\n";
+  out << "  output level:    " << LevelText(facts.outputLevel) << "\n";
+  out << "  variant:         " << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
+  out << "  inner unit:      " << InnerText(facts) << "\n";
+  if (facts.sendsSettings) {
+    out << "  settings sent:\n";
+    for (const std::string& line : facts.sent) {
+      out << "    " << line << "\n";
+    }
+    out << "  settings applied" << (facts.applied.empty() ? ": none logged" : ":") << "\n";
+    for (const std::string& line : facts.applied) {
+      out << "    " << line << "\n";
+    }
+  } else {
+    out << "  settings:        none sent by this run (the companion application's, if it runs)\n";
+  }
+  out << "  render:          " << stats.blocks << " blocks, " << stats.slowBlocks
+      << " slow (longer than their audio), longest " << Fixed(stats.longestMs, 3) << " ms, average "
+      << Fixed(stats.blocks == 0 ? 0.0 : stats.totalMs / static_cast<double>(stats.blocks), 3) << " ms";
+  if (stats.failedBlocks > 0) {
+    out << "; " << stats.failedBlocks << " failed (first status " << stats.firstFailure << ")";
+  }
+  out << "\n";
+  if (!facts.supportFolder) {
+    out << "  support folder:  none (HOME is not set)\n";
+    return;
+  }
+  out << "  support folder:  " << *facts.supportFolder << (facts.supportFiles.empty() ? " (empty or missing)" : "")
+      << "\n";
+  for (const std::string& line : facts.supportFiles) {
+    out << "    " << line << "\n";
+  }
+}
+
+}  // namespace host

@@ -1,0 +1,37 @@
+// The report at the end of a render: what was hosted, what the plug-in did, and
+// what the support folder holds.
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "AudioFile.h"
+#include "RenderSession.h"
+
+namespace host {
+
+struct RunFacts {
+  std::string inputName;
+  std::string outputPath;
+  std::string unitTitle;
+  double seconds = 0;
+  double sampleRate = 0;
+  std::size_t channels = 0;
+  UInt32 blockFrames = 0;
+  UInt32 maxFrames = 0;
+  bool realTime = true;
+  Level inputLevel;
+  Level outputLevel;
+  const RenderOutcome* outcome = nullptr;
+  std::vector<std::string> sent;     // one line per settings file sent
+  std::vector<std::string> applied;  // the plug-in's "ipc#" lines
+  bool sendsSettings = false;
+  std::optional<std::string> supportFolder;  // none: no HOME
+  std::vector<std::string> supportFiles;
+};
+
+void PrintSummary(std::ostream& out, const RunFacts& facts);
+
+}  // namespace host

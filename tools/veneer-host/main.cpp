@@ -1,0 +1,33 @@
+// veneer-host: a command-line host that plays the DAW for Veneer.
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "Commands.h"
+#include "RenderOptions.h"
+
+namespace {
+
+void PrintUsage(std::ostream& out) {
+  out << "usage: veneer-host COMMAND [arguments]\n\n"
+         "  render [INPUT] [options]   render a file (or the embedded demo) through Veneer\n"
+         "  help                       this text and the options of render\n\n"
+      << host::RenderUsage();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> args(argv + std::min(argc, 2), argv + argc);
+  const std::string command = argc > 1 ? argv[1] : "help";
+  if (command == "help" || command == "--help" || command == "-h") {
+    PrintUsage(std::cout);
+    return host::kExitOk;
+  }
+  if (command == "render") {
+    return host::RunRender(args);
+  }
+  std::cerr << "veneer-host: unknown command '" << command << "'\n\n";
+  PrintUsage(std::cerr);
+  return host::kExitUsage;
+}
