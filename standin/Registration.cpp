@@ -83,6 +83,8 @@ AudioComponentFactoryFunction Factory() {
   return ausdk::APFactory<FaultingLookup, VariantUnit<V>>::Factory;
 }
 
+}  // namespace
+
 AudioComponentFactoryFunction FactoryOf(Variant variant) {
   switch (variant) {
     case Variant::kPro:
@@ -98,8 +100,6 @@ AudioComponentFactoryFunction FactoryOf(Variant variant) {
   }
   return nullptr;
 }
-
-}  // namespace
 
 AudioComponent Register(Variant variant, UInt32 version, const char* name) {
   const AudioComponentFactoryFunction factory = FactoryOf(variant);

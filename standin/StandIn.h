@@ -17,6 +17,10 @@ namespace standin {
 // do. `name` defaults to "Stand-in: " + NameOf(variant). Null on failure.
 AudioComponent Register(Variant variant, UInt32 version = 0x00010000, const char* name = nullptr);
 
+// [any thread] The factory of the product's component class, as an installed
+// bundle's module hands it out; null for a variant out of range.
+AudioComponentFactoryFunction FactoryOf(Variant variant);
+
 // [any thread] The faults of a registered component, for its future and live
 // instances. The reference stays valid for the life of the process.
 Faults& FaultsOf(AudioComponent component);
