@@ -23,7 +23,12 @@ struct RenderOptions {
   AudioComponentDescription component = kVeneerDescription;
   std::optional<std::string> module;
   std::string factory = "VeneerFactory";
-  std::string standIn = "Auto-Tune Pro";  // "none": only what is installed
+  // "none": only what is installed. Stand-ins exist on Linux only.
+#if defined(__APPLE__)
+  std::string standIn = "none";
+#else
+  std::string standIn = "Auto-Tune Pro";
+#endif
   std::vector<companion::SettingChange> settings;
   std::vector<TimedSettings> timedSettings;
   std::vector<std::pair<AudioUnitParameterID, AudioUnitParameterValue>> parameters;
