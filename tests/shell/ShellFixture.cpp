@@ -42,6 +42,17 @@ AudioComponent RegisterVeneer() {
   return component;
 }
 
+std::string ComponentName(AudioComponent component) {
+  CFStringRef name = nullptr;
+  if (AudioComponentCopyName(component, &name) != noErr || name == nullptr) {
+    return "";
+  }
+  char text[256] = {};
+  CFStringGetCString(name, text, sizeof text, kCFStringEncodingUTF8);
+  CFRelease(name);
+  return text;
+}
+
 HostedVeneer::HostedVeneer() {
   EXPECT_EQ(AudioComponentInstanceNew(RegisterVeneer(), &unit_), noErr);
   veneer_ = TestVeneer::Find(unit_);

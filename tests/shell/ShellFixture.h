@@ -27,6 +27,9 @@ class TestVeneer : public veneer::Veneer {
 // Registers Veneer (the exported factory) under a test description.
 AudioComponent RegisterVeneer();
 
+// The name a component is registered under ("" when it has none).
+std::string ComponentName(AudioComponent component);
+
 // A Veneer instance opened as a host opens it, disposed at the end.
 class HostedVeneer {
  public:

@@ -29,12 +29,7 @@ TEST_F(BundleTest, InstalledVeneerComponentIsFoundLoadedAndFindsItsView) {
   const AudioComponentDescription description{kAudioUnitType_Effect, 'Vnr1', 'Tnvl', 0, 0};
   AudioComponent component = AudioComponentFindNext(nullptr, &description);
   ASSERT_NE(component, nullptr);
-  CFStringRef name = nullptr;
-  ASSERT_EQ(AudioComponentCopyName(component, &name), noErr);
-  char text[64] = {};
-  CFStringGetCString(name, text, sizeof text, kCFStringEncodingUTF8);
-  CFRelease(name);
-  EXPECT_STREQ(text, "Tonvale: Veneer");
+  EXPECT_EQ(shelltest::ComponentName(component), "Tonvale: Veneer");
   UInt32 version = 0;
   ASSERT_EQ(AudioComponentGetVersion(component, &version), noErr);
   EXPECT_EQ(version, 0x00000100U);

@@ -87,12 +87,7 @@ TEST_F(InstalledProductTest, NewestInstalledCopyBecomesTheInnerUnitAndProcessesT
   UInt32 version = 0;
   ASSERT_EQ(AudioComponentGetVersion(component, &version), noErr);
   EXPECT_EQ(version, 0x00020000U);
-  CFStringRef name = nullptr;
-  ASSERT_EQ(AudioComponentCopyName(component, &name), noErr);
-  char text[64] = {};
-  CFStringGetCString(name, text, sizeof text, kCFStringEncodingUTF8);
-  CFRelease(name);
-  EXPECT_STREQ(text, "Stand-in: AutoTune 2026 (2.0)");
+  EXPECT_EQ(shelltest::ComponentName(component), "Stand-in: AutoTune 2026 (2.0)");
   EXPECT_TRUE(Logged("同名 AU 组件有 2 份，版本: 1.0.0 2.0.0 → 选用最高版本 2.0.0"));
   EXPECT_TRUE(Logged("找到 Auto-Tune 版本: AutoTune 2026"));
 

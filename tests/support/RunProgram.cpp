@@ -30,7 +30,11 @@ ProgramResult RunProgram(const std::vector<std::string>& argv, const std::vector
     variables[text.substr(0, text.find('='))] = text;
   }
   for (const std::string& text : environment) {
-    variables[text.substr(0, text.find('='))] = text;
+    if (text.find('=') == std::string::npos) {
+      variables.erase(text);
+    } else {
+      variables[text.substr(0, text.find('='))] = text;
+    }
   }
   std::vector<char*> env;
   for (auto& [name, text] : variables) {

@@ -14,7 +14,8 @@ struct ProgramResult {
 };
 
 // `argv[0]` is the program's path; `environment` entries ("NAME=value") are set on top of
-// this process's environment. Output goes through files in `scratchFolder`.
+// this process's environment, and a bare "NAME" removes one. Output goes through files in
+// `scratchFolder`.
 ProgramResult RunProgram(const std::vector<std::string>& argv, const std::vector<std::string>& environment,
                          const std::string& scratchFolder);
 

@@ -22,15 +22,13 @@
 #include <thread>
 #include <vector>
 
+#include "RunProgram.h"
+
 extern char** environ;
 
 namespace {
 
-struct RunResult {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
+using RunResult = testsupport::ProgramResult;
 
 // A veneerctl left running in the background, its standard output on a pipe.
 struct Background {
@@ -113,25 +111,10 @@ class VeneerctlTest : public ::testing::Test {
     return pid;
   }
 
-  // Runs to completion; `env` replaces the environment when given.
-  RunResult Run(const std::vector<std::string>& args, bool withHome = true, char** env = environ) const {
-    const std::string outPath = root_ + "/out.txt";
-    const std::string errPath = root_ + "/err.txt";
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const pid_t pid = Spawn(Argv(args, withHome), &actions, env);
-    posix_spawn_file_actions_destroy(&actions);
-    RunResult result;
-    int status = 0;
-    if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) {
-      result.status = WEXITSTATUS(status);
-    }
-    std::ifstream outFile(outPath), errFile(errPath);
-    result.out.assign(std::istreambuf_iterator<char>(outFile), {});
-    result.err.assign(std::istreambuf_iterator<char>(errFile), {});
-    return result;
+  // Runs to completion; `environment` as RunProgram takes it.
+  RunResult Run(const std::vector<std::string>& args, bool withHome = true,
+                const std::vector<std::string>& environment = {}) const {
+    return testsupport::RunProgram(Argv(args, withHome), environment, root_);
   }
 
   Background Start(const std::vector<std::string>& args) const {
@@ -274,13 +257,10 @@ TEST_F(VeneerctlSet, BadInputCreatesNoFolder) {
 }
 
 TEST_F(VeneerctlSet, HomeComesFromTheEnvironmentUnlessGiven) {
-  const std::string homeVar = "HOME=" + home_;
-  char* withHome[] = {const_cast<char*>(homeVar.c_str()), nullptr};
-  EXPECT_EQ(Run({"set", "key=5"}, false, withHome).status, 0);
+  EXPECT_EQ(Run({"set", "key=5"}, false, {"HOME=" + home_}).status, 0);
   EXPECT_EQ(Read("plugin_state.txt"), "seq=1\nappRunning=1\nkey=5\n");
 
-  char* withoutHome[] = {nullptr};
-  const RunResult result = Run({"set", "key=6"}, false, withoutHome);
+  const RunResult result = Run({"set", "key=6"}, false, {"HOME"});
   EXPECT_EQ(result.status, 2);
   EXPECT_NE(result.err.find("HOME"), std::string::npos) << result.err;
   EXPECT_EQ(Read("plugin_state.txt"), "seq=1\nappRunning=1\nkey=5\n");
