@@ -1,0 +1,24 @@
+// Watches one thread for the calls a real-time thread must not make: heap
+// allocations and frees, and mutex locks. The test binary interposes malloc
+// and friends and pthread_mutex_lock, counting the calls of the watching thread.
+#pragma once
+
+#include <cstdint>
+
+namespace rtguard {
+
+struct Counts {
+  std::uint64_t allocations = 0;
+  std::uint64_t frees = 0;
+  std::uint64_t locks = 0;
+};
+
+// False in sanitizer builds, whose runtimes own malloc: nothing is counted there.
+bool Active();
+
+// [any thread] Starts counting this thread's calls.
+void BeginWatch();
+// [any thread] Stops, and returns what this thread called since BeginWatch.
+Counts EndWatch();
+
+}  // namespace rtguard
