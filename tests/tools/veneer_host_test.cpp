@@ -32,8 +32,10 @@ class VeneerHostTest : public ::testing::Test {
   std::string PathOf(const std::string& name) const { return root_ + "/" + name; }
 
   testsupport::ProgramResult Host(std::vector<std::string> args) const {
+    if (args.front() == "render") {
+      args.emplace_back("--no-progress");
+    }
     args.insert(args.begin(), VENEER_HOST_PATH);
-    args.emplace_back("--no-progress");
     return testsupport::RunProgram(
         args, {"HOME=" + root_ + "/home", std::string("VENEER_COMPONENT_PATH=") + VENEER_BUNDLE_FOLDER}, root_);
   }
@@ -167,6 +169,23 @@ TEST_F(VeneerHostTest, TheEmbeddedDemoWritesItsResultAndReport) {
   EXPECT_NE(text.find("the embedded demo voice"), std::string::npos) << text;
   EXPECT_NE(text.find("before the run: key=9 scale=1"), std::string::npos) << text;
   EXPECT_NE(text.find("ipc# 2 mode=0.000000 retune=0.400000"), std::string::npos) << "the change half-way applied";
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(VeneerHostTest, ValidationPassesVeneerAndFailsAUnitThatAnswersLittle) {
+  const auto veneer = Host({"validate", "--set", "key=2"});
+  EXPECT_EQ(veneer.status, 0) << veneer.out << veneer.err;
+  EXPECT_NE(veneer.out.find("validation PASSED: 19 passed, 0 failed"), std::string::npos) << veneer.out;
+  EXPECT_NE(veneer.out.find("PASS  render above the maximum frames: refused with -10874"), std::string::npos);
+
+  const auto bare = Host({"validate", "--module", BARE_MODULE_PATH, "--factory", "BundleTestFactory", "--component",
+                          "aufx:Bare:Test", "--standin", "none"});
+  EXPECT_EQ(bare.status, 1);
+  EXPECT_NE(bare.out.find("FAIL  required properties"), std::string::npos) << bare.out;
+  EXPECT_NE(bare.out.find("validation FAILED"), std::string::npos);
 }
 
 }  // namespace

@@ -12,5 +12,8 @@ inline constexpr int kExitUsage = 2;    // bad arguments or unusable input; noth
 
 // [main thread]
 int RunRender(const std::vector<std::string>& args);
+// [main thread]
+int RunValidate(const std::vector<std::string>& args);
+const char* ValidateUsage();
 
 }  // namespace host

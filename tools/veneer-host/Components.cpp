@@ -151,4 +151,35 @@ bool RegisterStandIn(std::string_view name, std::string* error) {
 #endif
 }
 
+bool ParseComponentOption(const std::string& option, const std::string& value, ComponentChoice& choice,
+                          std::string* error) {
+  if (option == "--component") {
+    const auto description = ParseDescription(value);
+    if (!description) {
+      *error = "--component needs TYPE:SUBTYPE:MANUFACTURER, three four-character codes, not '" + value + "'";
+    } else {
+      choice.description = *description;
+    }
+  } else if (option == "--module") {
+    choice.module = value;
+  } else if (option == "--factory") {
+    choice.factory = value;
+  } else if (option == "--standin") {
+    choice.standIn = value;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+AudioComponent ResolveComponent(const ComponentChoice& choice, std::string* error, bool* badArguments) {
+  *badArguments = false;
+  if (choice.standIn != "none" && !RegisterStandIn(choice.standIn, error)) {
+    *badArguments = true;
+    return nullptr;
+  }
+  return choice.module ? LoadModuleComponent(*choice.module, choice.description, choice.factory, error)
+                       : FindComponent(choice.description, error);
+}
+
 }  // namespace host

@@ -36,4 +36,28 @@ std::string ComponentTitle(AudioComponent component);
 // unknown name or where the platform has no stand-ins.
 bool RegisterStandIn(std::string_view name, std::string* error);
 
+// What the user chose to host: a description and where to find it, and the
+// stand-in product to register first.
+struct ComponentChoice {
+  AudioComponentDescription description = kVeneerDescription;
+  std::optional<std::string> module;
+  std::string factory = "VeneerFactory";
+  // "none": only what is installed. Stand-ins exist on Linux only.
+#if defined(__APPLE__)
+  std::string standIn = "none";
+#else
+  std::string standIn = "Auto-Tune Pro";
+#endif
+};
+
+// Takes `option` and its `value` when they are one of --component, --module, --factory,
+// --standin. Returns false when the option is not one of them; fills `error` when its
+// value is bad.
+bool ParseComponentOption(const std::string& option, const std::string& value, ComponentChoice& choice,
+                          std::string* error);
+
+// [main thread] Registers the chosen stand-in, then finds or loads the component.
+// Null (and `error`) on failure; `badArguments` says whether the user's words were at fault.
+AudioComponent ResolveComponent(const ComponentChoice& choice, std::string* error, bool* badArguments);
+
 }  // namespace host

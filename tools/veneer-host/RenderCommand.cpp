@@ -101,14 +101,10 @@ int RunRender(const std::vector<std::string>& args) {
     }
   }
 
-  if (options.standIn != "none" && !RegisterStandIn(options.standIn, &error)) {
-    return Fail(kExitUsage, error);
-  }
-  AudioComponent component = options.module
-                                 ? LoadModuleComponent(*options.module, options.component, options.factory, &error)
-                                 : FindComponent(options.component, &error);
+  bool badArguments = false;
+  AudioComponent component = ResolveComponent(options.component, &error, &badArguments);
   if (component == nullptr) {
-    return Fail(kExitFailure, error);
+    return Fail(badArguments ? kExitUsage : kExitFailure, error);
   }
 
   std::optional<companion::SupportFolder> folder = companion::SupportFolder::Locate(std::nullopt, &error);
@@ -189,7 +185,7 @@ int RunRender(const std::vector<std::string>& args) {
   RunFacts facts;
   facts.inputName = options.input.value_or("the embedded demo voice");
   facts.outputPath = *options.output;
-  facts.unitTitle = ComponentTitle(component) + " (" + DescriptionText(options.component) + ")";
+  facts.unitTitle = ComponentTitle(component) + " (" + DescriptionText(options.component.description) + ")";
   facts.seconds = static_cast<double>(input.Frames()) / input.sampleRate;
   facts.sampleRate = input.sampleRate;
   facts.channels = input.channels.size();

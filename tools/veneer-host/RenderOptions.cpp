@@ -96,19 +96,10 @@ std::optional<RenderOptions> ParseRenderOptions(const std::vector<std::string>& 
         return std::nullopt;
       }
       (arg == "--block" ? options.blockFrames : options.maxFrames) = *frames;
-    } else if (arg == "--component") {
-      const auto description = ParseDescription(value);
-      if (!description) {
-        *error = "--component needs TYPE:SUBTYPE:MANUFACTURER, three four-character codes, not '" + value + "'";
+    } else if (ParseComponentOption(arg, value, options.component, error)) {
+      if (!error->empty()) {
         return std::nullopt;
       }
-      options.component = *description;
-    } else if (arg == "--module") {
-      options.module = value;
-    } else if (arg == "--factory") {
-      options.factory = value;
-    } else if (arg == "--standin") {
-      options.standIn = value;
     } else if (arg == "--set") {
       const auto change = ParseSetting(value, error);
       if (!change) {

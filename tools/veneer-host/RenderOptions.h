@@ -20,15 +20,7 @@ struct RenderOptions {
   std::optional<std::string> report;
   UInt32 blockFrames = 512;
   UInt32 maxFrames = 0;  // 0: the block size
-  AudioComponentDescription component = kVeneerDescription;
-  std::optional<std::string> module;
-  std::string factory = "VeneerFactory";
-  // "none": only what is installed. Stand-ins exist on Linux only.
-#if defined(__APPLE__)
-  std::string standIn = "none";
-#else
-  std::string standIn = "Auto-Tune Pro";
-#endif
+  ComponentChoice component;
   std::vector<companion::SettingChange> settings;
   std::vector<TimedSettings> timedSettings;
   std::vector<std::pair<AudioUnitParameterID, AudioUnitParameterValue>> parameters;

@@ -11,8 +11,10 @@ namespace {
 void PrintUsage(std::ostream& out) {
   out << "usage: veneer-host COMMAND [arguments]\n\n"
          "  render [INPUT] [options]   render a file (or the embedded demo) through Veneer\n"
-         "  help                       this text and the options of render\n\n"
-      << host::RenderUsage();
+         "  validate [options]         check that a unit behaves as hosts expect\n"
+         "  help                       this text and the options of both\n\n"
+      << host::RenderUsage() << "\n"
+      << host::ValidateUsage();
 }
 
 }  // namespace
@@ -26,6 +28,9 @@ int main(int argc, char** argv) {
   }
   if (command == "render") {
     return host::RunRender(args);
+  }
+  if (command == "validate") {
+    return host::RunValidate(args);
   }
   std::cerr << "veneer-host: unknown command '" << command << "'\n\n";
   PrintUsage(std::cerr);
