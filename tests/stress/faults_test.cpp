@@ -1,0 +1,92 @@
+// What the world can do to an installed plug-in: no HOME, a support folder whose
+// files cannot be written, a settings file of ten megabytes or of binary bytes,
+// an inner unit that stalls. Veneer keeps rendering and nothing crashes.
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+
+#include "LinkHarness.h"
+#include "StressHost.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class FaultsTest : public linktest::LinkTest {};
+
+TEST_F(FaultsTest, WithoutHomeTheShellRendersAroundItsInnerUnit) {
+  ASSERT_NE(standin::Register(standin::Variant::kPro), nullptr);
+  unsetenv("HOME");
+  stresstest::RenderedVeneer veneer;
+  ASSERT_EQ((*veneer).Initialize(), noErr);
+  veneer.StartRendering();
+  std::this_thread::sleep_for(300ms);  // the link's first pass finds no settings file
+  veneer.StopRendering();
+  EXPECT_GT(veneer.Blocks(), 10U);
+  EXPECT_TRUE(veneer->get()->AppLink().appBypass_);
+  // The pass-through plays the last block pulled, dry.
+  EXPECT_EQ(veneer.LastBlock(), veneer.Source().Block(veneer.Source().pulls - 1, 0, stresstest::kFrames));
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ((*veneer).Uninitialize(), noErr);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 500ms);
+}
+
+TEST_F(FaultsTest, FilesThatCannotBeWrittenAreSkipped) {
+  // Folders where the plug-in's files should be: no write can succeed, even as root.
+  for (const char* name : {"veneer_alive.txt", "plugin_params_back.txt", "veneer_debug.log"}) {
+    std::filesystem::create_directories(SupportFolder() / name);
+  }
+  standin::Unit* inner = OpenWithInner(standin::Variant::kPro);
+  ASSERT_NE(inner, nullptr);
+  WriteSettings("seq=1\nappRunning=1\nretune=0.25\n");
+  (*veneer_)->ApplyFileToInner();
+  ASSERT_EQ(inner->SetParameterAsUser(4, 0.75F), noErr);
+  (*veneer_)->ReportManualChanges();  // the back file cannot be written: the report is lost
+  EXPECT_EQ(inner->Writes().size(), 1U) << "the settings still reached the product";
+  EXPECT_TRUE(std::filesystem::is_directory(SupportFolder() / "plugin_params_back.txt"));
+}
+
+TEST_F(FaultsTest, HugeOrBinarySettingsFilesDoNoHarm) {
+  standin::Unit* inner = OpenWithInner(standin::Variant::kPro);
+  ASSERT_NE(inner, nullptr);
+  // Ten megabytes of settings lines: read whole, last line wins.
+  std::string huge = "seq=5\nappRunning=1\n";
+  while (huge.size() < 10U << 20) {
+    huge += "retune=0.125\nhumanize=0.5\n";
+  }
+  WriteSettings(huge + "retune=0.5\n");
+  (*veneer_)->ApplyFileToInner();
+  EXPECT_EQ(inner->Writes().size(), 2U);
+  inner->ClearWrites();
+
+  // Random bytes: whatever lines they happen to form are read like any others.
+  std::mt19937 random(5);
+  std::string binary(10U << 20, '\0');
+  for (char& byte : binary) {
+    byte = static_cast<char>(random());
+  }
+  WriteSettings(binary);
+  (*veneer_)->ApplyFileToInner();
+  for (const standin::ParameterWrite& write : inner->Writes()) {
+    EXPECT_TRUE(std::isfinite(write.value));
+  }
+}
+
+TEST_F(FaultsTest, AStallingInnerUnitSlowsTheBlocksButTheyStillCome) {
+  const AudioComponent product = standin::Register(standin::Variant::kPro);
+  KeepCompanionAlive();
+  stresstest::RenderedVeneer veneer;
+  ASSERT_EQ((*veneer).Initialize(), noErr);
+  standin::FaultsOf(product).renderDelayMs.store(20);
+  veneer.StartRendering();
+  std::this_thread::sleep_for(300ms);
+  veneer.StopRendering();
+  EXPECT_GE(veneer->get()->SlowRenderCount(), 3U);
+  EXPECT_GE(veneer->get()->MaxRenderMs(), 20.0);
+  EXPECT_EQ((*veneer).Uninitialize(), noErr);
+}
+
+}  // namespace
