@@ -9,25 +9,13 @@
 #include <thread>
 
 #include "Components.h"
+#include "StreamFormat.h"
 
 namespace host {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-AudioStreamBasicDescription FloatFormat(double sampleRate, UInt32 channels) {
-  AudioStreamBasicDescription format{};
-  format.mSampleRate = sampleRate;
-  format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved;
-  format.mBytesPerPacket = sizeof(float);
-  format.mFramesPerPacket = 1;
-  format.mBytesPerFrame = sizeof(float);
-  format.mChannelsPerFrame = channels;
-  format.mBitsPerChannel = 32;
-  return format;
-}
 
 std::string Failure(const char* what, OSStatus status) {
   return std::string(what) + " failed with " + std::to_string(status);

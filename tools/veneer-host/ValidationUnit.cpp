@@ -4,24 +4,9 @@
 #include <cstddef>
 #include <numbers>
 
+#include "StreamFormat.h"
+
 namespace host {
-
-namespace {
-
-AudioStreamBasicDescription FloatFormat(double sampleRate, UInt32 channels) {
-  AudioStreamBasicDescription format{};
-  format.mSampleRate = sampleRate;
-  format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved;
-  format.mBytesPerPacket = sizeof(float);
-  format.mFramesPerPacket = 1;
-  format.mBytesPerFrame = sizeof(float);
-  format.mChannelsPerFrame = channels;
-  format.mBitsPerChannel = 32;
-  return format;
-}
-
-}  // namespace
 
 ValidationUnit::ValidationUnit(AudioComponent component) {
   openStatus_ = AudioComponentInstanceNew(component, &unit_);
