@@ -167,7 +167,7 @@ TEST_F(VeneerHostTest, TheEmbeddedDemoWritesItsResultAndReport) {
   std::ifstream report(PathOf("demo/voice.txt"));
   const std::string text(std::istreambuf_iterator<char>(report), {});
   EXPECT_NE(text.find("the embedded demo voice"), std::string::npos) << text;
-  EXPECT_NE(text.find("before the run: key=9 scale=1"), std::string::npos) << text;
+  EXPECT_NE(text.find("before the run: seq 1 key=9 scale=1"), std::string::npos) << text;
   EXPECT_NE(text.find("ipc# 2 mode=0.000000 retune=0.400000"), std::string::npos) << "the change half-way applied";
 }
 

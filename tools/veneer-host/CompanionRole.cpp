@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "PluginState.h"
 #include "StateUpdate.h"
 
 namespace host {
@@ -15,6 +17,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::time_t kHeartbeatSeconds = 2;
+// How long to wait after the audio for the link to apply the last settings sent.
+constexpr double kApplyWaitSeconds = 3.0;
 
 }  // namespace
 
@@ -26,7 +30,8 @@ CompanionRole::CompanionRole(companion::SupportFolder folder) : folder_(std::mov
 
 bool CompanionRole::Prepare() const { return companion::EnsureSupportFolder(folder_, "veneer-host"); }
 
-bool CompanionRole::Send(const std::vector<companion::SettingChange>& changes, std::string* error) {
+bool CompanionRole::Send(const std::vector<companion::SettingChange>& changes, const std::string& when,
+                         std::string* error) {
   companion::PluginState written;
   std::optional<std::int64_t> previous;
   if (!companion::SendSettings(folder_, changes, &written, &previous, error)) {
@@ -34,7 +39,44 @@ bool CompanionRole::Send(const std::vector<companion::SettingChange>& changes, s
   }
   lastSentSeq_ = written.seq;
   lastWrite_ = std::time(nullptr);
+  std::string text;
+  for (const companion::SettingChange& change : changes) {
+    text += std::string(text.empty() ? "" : " ") + std::string(companion::kStateKeys[change.index].name) + "=" +
+            companion::FormatNumber(change.value);
+  }
+  sent_.push_back(when + ": seq " + std::to_string(*written.seq) + " " + (text.empty() ? "(heartbeat only)" : text));
   return true;
+}
+
+void CompanionRole::Schedule(std::vector<TimedSettings> timed) {
+  std::stable_sort(timed.begin(), timed.end(),
+                   [](const TimedSettings& a, const TimedSettings& b) { return a.seconds < b.seconds; });
+  schedule_ = std::move(timed);
+  nextTimed_ = 0;
+}
+
+void CompanionRole::Follow(double seconds) {
+  while (nextTimed_ < schedule_.size() && schedule_[nextTimed_].seconds <= seconds) {
+    const TimedSettings& timed = schedule_[nextTimed_++];
+    char when[32];
+    std::snprintf(when, sizeof when, "at %.2f s", timed.seconds);
+    std::string error;
+    if (!Send(timed.changes, when, &error)) {
+      std::cerr << "veneer-host: " << error << "\n";
+    }
+  }
+  KeepAlive();
+}
+
+bool CompanionRole::AwaitingApplication() {
+  if (LastSendApplied()) {
+    return false;
+  }
+  const double now = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+  if (giveUpAt_ == 0) {
+    giveUpAt_ = now + kApplyWaitSeconds;
+  }
+  return now < giveUpAt_;
 }
 
 void CompanionRole::KeepAlive() {

@@ -27,12 +27,19 @@ class CompanionRole {
 
   // [main thread] Creates the support folder when missing; false (message on stderr) on failure.
   bool Prepare() const;
-  // [main thread] Writes a new settings file (seq + 1) with `changes` on top of the current one.
-  bool Send(const std::vector<companion::SettingChange>& changes, std::string* error);
-  // [main thread] Rewrites the file every 2 seconds, as the application does.
-  void KeepAlive();
-  // [main thread] Whether the plug-in logged the application of the last settings sent.
-  [[nodiscard]] bool LastSendApplied() const;
+  // [main thread] Writes a new settings file (seq + 1) with `changes` on top of the current one;
+  // `when` describes the moment in the list of what was sent.
+  bool Send(const std::vector<companion::SettingChange>& changes, const std::string& when, std::string* error);
+  // [main thread] Settings to send as the render reaches their time, in order of time.
+  void Schedule(std::vector<TimedSettings> timed);
+  // [main thread] At `seconds` of audio: sends what is due, and rewrites the file every
+  // 2 seconds, as the application does.
+  void Follow(double seconds);
+  // [main thread] Whether the last settings sent still wait to be applied; gives up
+  // 3 seconds after it is first asked.
+  [[nodiscard]] bool AwaitingApplication();
+  // [main thread] One line per settings file sent: when, and what.
+  [[nodiscard]] const std::vector<std::string>& Sent() const { return sent_; }
   // [main thread] The "ipc# ..." lines logged since this run began.
   [[nodiscard]] std::vector<std::string> AppliedLines() const;
 
@@ -40,11 +47,17 @@ class CompanionRole {
 
  private:
   [[nodiscard]] std::vector<std::string> NewLogLines() const;
+  [[nodiscard]] bool LastSendApplied() const;
+  void KeepAlive();
 
   companion::SupportFolder folder_;
   std::uintmax_t logStart_ = 0;
   std::optional<std::int64_t> lastSentSeq_;
   std::time_t lastWrite_ = 0;
+  std::vector<TimedSettings> schedule_;
+  std::size_t nextTimed_ = 0;
+  std::vector<std::string> sent_;
+  double giveUpAt_ = 0;
 };
 
 // [main thread] One line per file of the support folder: name, size, age.

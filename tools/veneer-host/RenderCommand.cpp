@@ -1,5 +1,4 @@
 // veneer-host render: a DAW playing one track through the plug-in.
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -8,7 +7,6 @@
 
 #include "Commands.h"
 #include "CompanionRole.h"
-#include "PluginState.h"
 #include "Presets.h"
 #include "ProgressBar.h"
 #include "RenderOptions.h"
@@ -22,8 +20,6 @@ namespace {
 
 constexpr double kDemoSeconds = 4.0;
 constexpr double kDemoSampleRate = 48000.0;
-// How long to wait after the audio for the link to apply the last settings sent.
-constexpr double kApplyWaitSeconds = 3.0;
 
 int Fail(int status, const std::string& message) {
   std::cerr << "veneer-host render: " << message << "\n";
@@ -39,15 +35,6 @@ std::string DefaultOutput(const std::string& input) {
   return input.substr(0, dot) + "-veneer" + input.substr(dot);
 }
 
-std::string ChangesText(const std::vector<companion::SettingChange>& changes) {
-  std::string text;
-  for (const companion::SettingChange& change : changes) {
-    text += std::string(text.empty() ? "" : " ") + std::string(companion::kStateKeys[change.index].name) + "=" +
-            companion::FormatNumber(change.value);
-  }
-  return text.empty() ? "(heartbeat only)" : text;
-}
-
 bool EnsureParentFolder(const std::string& path, std::string* error) {
   const std::filesystem::path parent = std::filesystem::path(path).parent_path();
   std::error_code failure;
@@ -58,10 +45,6 @@ bool EnsureParentFolder(const std::string& path, std::string* error) {
     *error = "cannot create the folder " + parent.string() + ": " + failure.message();
   }
   return !failure;
-}
-
-double NowSeconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 }  // namespace
@@ -109,16 +92,15 @@ int RunRender(const std::vector<std::string>& args) {
 
   std::optional<companion::SupportFolder> folder = companion::SupportFolder::Locate(std::nullopt, &error);
   std::optional<CompanionRole> companionRole;
-  std::vector<std::string> sent;
   if (options.SendsSettings()) {
     if (!folder) {
       return Fail(kExitUsage, error);
     }
     companionRole.emplace(*folder);
-    if (!companionRole->Prepare() || !companionRole->Send(options.settings, &error)) {
+    if (!companionRole->Prepare() || !companionRole->Send(options.settings, "before the run", &error)) {
       return Fail(kExitFailure, error);
     }
-    sent.push_back("before the run: " + ChangesText(options.settings));
+    companionRole->Schedule(options.timedSettings);
   }
 
   RenderOutcome outcome;
@@ -142,34 +124,13 @@ int RunRender(const std::vector<std::string>& args) {
     }
 
     ProgressBar progress(input.Frames(), input.sampleRate, options.progress);
-    std::size_t nextTimed = 0;
-    double waitUntil = 0;
     const auto tick = [&](std::size_t framesDone) {
       progress.Update(framesDone);
-      if (!companionRole) {
-        return;
+      if (companionRole) {
+        companionRole->Follow(static_cast<double>(framesDone) / input.sampleRate);
       }
-      const double position = static_cast<double>(framesDone) / input.sampleRate;
-      while (nextTimed < options.timedSettings.size() && options.timedSettings[nextTimed].seconds <= position) {
-        const TimedSettings& timed = options.timedSettings[nextTimed++];
-        std::string sendError;
-        if (companionRole->Send(timed.changes, &sendError)) {
-          sent.push_back("at " + std::to_string(timed.seconds).substr(0, 5) + " s: " + ChangesText(timed.changes));
-        } else {
-          std::cerr << "veneer-host render: " << sendError << "\n";
-        }
-      }
-      companionRole->KeepAlive();
     };
-    const auto keepWaiting = [&] {
-      if (!companionRole || companionRole->LastSendApplied()) {
-        return false;
-      }
-      if (waitUntil == 0) {
-        waitUntil = NowSeconds() + kApplyWaitSeconds;
-      }
-      return NowSeconds() < waitUntil;
-    };
+    const auto keepWaiting = [&] { return companionRole && companionRole->AwaitingApplication(); };
     outcome = session->Run(options.realTime, tick, keepWaiting);
     progress.Finish();
 
@@ -196,8 +157,8 @@ int RunRender(const std::vector<std::string>& args) {
   facts.outputLevel = MeasureLevel(outcome.output);
   facts.outcome = &outcome;
   facts.sendsSettings = companionRole.has_value();
-  facts.sent = sent;
   if (companionRole) {
+    facts.sent = companionRole->Sent();
     facts.applied = companionRole->AppliedLines();
   }
   if (folder) {
