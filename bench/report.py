@@ -1,0 +1,188 @@
+#!/usr/bin/env python3
+"""The benchmark figures as one table, with the ratios the targets are set on.
+
+  report.py timings ROUND_DIR...   Google Benchmark JSON files, one folder per round
+  report.py counts COUNT_DIR BLOCKS callgrind output files MODE-FRAMES-CH.out
+
+Timings: the median over the rounds of each benchmark's CPU time (wall time
+where the benchmark times itself). Counts: instructions per block.
+"""
+
+import json
+import re
+import statistics
+import sys
+from pathlib import Path
+
+SIZES = [32, 64, 128, 512, 1024, 4096]
+CHANNELS = [1, 2]
+TARGET_FRAMES, TARGET_CHANNELS = 512, 2
+RENDER_LIMIT = 2.0  # Veneer's added cost over the direct stand-in, in two-copy floors
+PASS_LIMIT = 2.0  # pass-through, in one-copy floors
+LINK_LIMIT_US = 50.0  # one link cycle with an unchanged seq
+
+RENDER_KEYS = {
+    "veneer": "BM_VeneerRender",
+    "standin": "BM_StandInRender",
+    "two_copies": "BM_TwoBlockCopies",
+    "passthrough": "BM_VeneerPassThrough",
+    "one_copy": "BM_OneBlockCopy",
+    "meter": "BM_VeneerMeter",  # the shell's input meter alone, part of both Veneer paths
+}
+
+TO_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def verdict(value, limit):
+    return "met" if value <= limit else f"NOT met ({value / limit:.1f}x over)"
+
+
+def render_table(figures, unit, decimals=1):
+    """figures[(mode, frames, ch)] -> value. Prints the render rows; returns the target rows."""
+    v = lambda x: f"{x:>9.{decimals}f}" if x is not None else f"{'-':>9}"
+    r = lambda x: f"{x:>7.2f}x" if x is not None else f"{'-':>8}"
+    header = (f"{'frames':>6} {'ch':>2} | {'Veneer':>9} {'stand-in':>9} {'added':>9} {'2 copies':>9} {'added/2c':>8} | "
+              f"{'meter':>9} {'w/o meter':>9} | {'pass-thru':>9} {'1 copy':>9} {'pass/1c':>8} {'w/o meter':>9}")
+    print(f"render, per block ({unit}); w/o meter: the same ratio without the input meter's share")
+    print(header)
+    print("-" * len(header))
+    worst_pass = None
+    for frames in SIZES:
+        for ch in CHANNELS:
+            veneer, standin, two, passthrough, one, meter = (figures.get((m, frames, ch)) for m in RENDER_KEYS)
+            if None in (veneer, standin, two, passthrough, one):
+                print(f"{frames:>6} {ch:>2} | missing figures")
+                continue
+            added = veneer - standin
+            ratio, pass_ratio = added / two, passthrough / one
+            rest = (added - meter) / two if meter is not None else None
+            pass_rest = (passthrough - meter) / one if meter is not None else None
+            mark = " <" if (frames, ch) == (TARGET_FRAMES, TARGET_CHANNELS) else ""
+            print(f"{frames:>6} {ch:>2} | {v(veneer)} {v(standin)} {v(added)} {v(two)} {r(ratio)} | {v(meter)} "
+                  f"{r(rest)} | {v(passthrough)} {v(one)} {r(pass_ratio)} {r(pass_rest)}{mark}")
+            if worst_pass is None or pass_ratio > worst_pass[0]:
+                worst_pass = (pass_ratio, frames, ch)
+    key = (TARGET_FRAMES, TARGET_CHANNELS)
+    rows = []
+    if all((m, *key) in figures for m in RENDER_KEYS if m != "meter"):
+        ratio = (figures[("veneer", *key)] - figures[("standin", *key)]) / figures[("two_copies", *key)]
+        pass_ratio = figures[("passthrough", *key)] / figures[("one_copy", *key)]
+        rows.append((f"shell's added cost at {TARGET_FRAMES} frames stereo <= {RENDER_LIMIT:g}x two copies",
+                     f"{ratio:.2f}x", verdict(ratio, RENDER_LIMIT)))
+        rows.append((f"pass-through at {TARGET_FRAMES} frames stereo <= {PASS_LIMIT:g}x one copy", f"{pass_ratio:.2f}x",
+                     verdict(pass_ratio, PASS_LIMIT)))
+    if worst_pass is not None:
+        rows.append((f"pass-through, worst size ({worst_pass[1]} frames, {worst_pass[2]} ch)",
+                     f"{worst_pass[0]:.2f}x", verdict(worst_pass[0], PASS_LIMIT)))
+    return rows
+
+
+def print_rows(title, rows):
+    if not rows:
+        return
+    width = max(len(r[0]) for r in rows)
+    print(f"\n{title}")
+    for row in rows:
+        print(f"  {row[0]:<{width}}  {row[1]:>12}  {row[2] if len(row) > 2 else ''}")
+
+
+def load_rounds(folders):
+    """name -> list of benchmark entries, one per round."""
+    runs = {}
+    context = None
+    for folder in folders:
+        for path in sorted(Path(folder).glob("*.json")):
+            data = json.loads(path.read_text())
+            context = context or data.get("context")
+            for entry in data["benchmarks"]:
+                if entry.get("error_occurred"):
+                    print(f"error in {entry['name']}: {entry.get('error_message')}", file=sys.stderr)
+                    continue
+                if entry.get("run_type", "iteration") == "iteration":
+                    runs.setdefault(entry["name"], []).append(entry)
+    return runs, context
+
+
+def median_of(runs, name, field="cpu_time"):
+    entries = runs.get(name)
+    if not entries:
+        return None
+    return statistics.median(e[field] * TO_NS[e["time_unit"]] for e in entries)
+
+
+def timings(folders):
+    runs, context = load_rounds(folders)
+    if not runs:
+        sys.exit("no benchmark results found")
+    rounds = max(len(v) for v in runs.values())
+    figures = {}
+    for mode, family in RENDER_KEYS.items():
+        for frames in SIZES:
+            for ch in CHANNELS:
+                value = median_of(runs, f"{family}/frames:{frames}/ch:{ch}")
+                if value is not None:
+                    figures[(mode, frames, ch)] = value
+    print(f"Veneer benchmarks: median of {rounds} rounds; CPU time unless marked wall")
+    if context:
+        load = ", ".join(f"{x:.2f}" for x in context.get("load_avg", []))
+        print(f"machine: {context.get('num_cpus')} CPUs at {context.get('mhz_per_cpu')} MHz, load average {load}")
+    print()
+    targets = render_table(figures, "ns, CPU time")
+
+    other = []
+
+    def add(label, name, field="cpu_time", scale=1.0, unit="ns", note=""):
+        value = median_of(runs, name, field)
+        if value is not None:
+            other.append((label, f"{value / scale:.1f} {unit}", note))
+        return value
+
+    add("AudioUnitSetParameter, own parameter (forwarded to the inner unit)", "BM_SetParameter")
+    add("  the stand-in's own share: the same set hosted directly", "BM_SetParameterOnStandIn")
+    add("AudioUnitGetParameter, own parameter", "BM_GetParameter")
+    link = add("link cycle, unchanged seq", "BM_LinkCycleUnchangedSeq", scale=1e3, unit="us")
+    add("link cycle, new seq (wall)", "BM_LinkCycleNewSeq/manual_time", "real_time", 1e3, "us")
+    for case in ("product", "no_product"):
+        name = f"BM_OpenInitializeDispose/{case}/manual_time"
+        entries = runs.get(name)
+        if not entries:
+            continue
+        label = "with the product" if case == "product" else "without any product"
+        whole = statistics.median(e["real_time"] * TO_NS[e["time_unit"]] for e in entries) / 1e3
+        opened = statistics.median(e["open_init_us"] for e in entries)
+        closed = statistics.median(e["dispose_us"] for e in entries)
+        other.append((f"open + initialise, {label} (wall)", f"{opened:.1f} us", ""))
+        other.append((f"uninitialise + dispose, {label} (wall)", f"{closed:.1f} us", f"cycle {whole:.1f} us"))
+    if link is not None:
+        targets.append((f"link cycle with unchanged seq < {LINK_LIMIT_US:g} us", f"{link / 1e3:.1f} us",
+                        "met" if link / 1e3 < LINK_LIMIT_US else
+                        f"NOT met ({link / 1e3 / LINK_LIMIT_US:.1f}x over)"))
+    print_rows("other figures", other)
+    print_rows("targets", targets)
+
+
+def counts(folder, blocks):
+    figures = {}
+    for path in Path(folder).glob("*.out"):
+        match = re.fullmatch(r"(\w+)-(\d+)-(\d)\.out", path.name)
+        totals = re.search(r"^totals:\s*(\d+)", path.read_text(), re.M)
+        if match and totals:
+            figures[(match[1], int(match[2]), int(match[3]))] = int(totals[1]) / blocks
+    if not figures:
+        sys.exit("no callgrind results found")
+    print(f"Veneer render, instructions per block (callgrind, {blocks} measured blocks per configuration)\n")
+    targets = render_table(figures, "instructions", decimals=0)
+    print_rows("targets (instruction counts)", targets)
+
+
+def main(argv):
+    if len(argv) >= 2 and argv[1] == "timings":
+        timings(argv[2:])
+    elif len(argv) == 4 and argv[1] == "counts":
+        counts(argv[2], int(argv[3]))
+    else:
+        sys.exit(__doc__)
+
+
+if __name__ == "__main__":
+    main(sys.argv)

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# Builds the benchmarks (preset "bench") and prints one table of the figures and
+# the ratios the performance targets are set on (docs/performance.md).
+#   scripts/bench.sh              timings: Google Benchmark, BENCH_ROUNDS rounds (default 7)
+#   scripts/bench.sh --callgrind  the render figures as instruction counts under valgrind
+# Results land in build/bench/results/.
+set -euo pipefail
+
+mode=timings
+case "${1:-}" in
+  "") ;;
+  --callgrind) mode=counts ;;
+  *)
+    echo "usage: scripts/bench.sh [--callgrind]" >&2
+    exit 2
+    ;;
+esac
+
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+cmake --preset bench >/dev/null
+cmake --build --preset bench --target bench_render bench_controls bench_lifecycle bench_render_counts
+
+bin=build/bench/bench
+results=build/bench/results
+rm -rf "$results/$mode"
+mkdir -p "$results/$mode"
+
+if [[ $mode == timings ]]; then
+  # Whole rounds rather than back-to-back repetitions: on a shared machine each
+  # figure is then sampled across the whole run, and the median drops the bad rounds.
+  rounds="${BENCH_ROUNDS:-7}"
+  # run NAME PROGRAM ARGS...: one program's results into this round's folder.
+  run() {
+    local name=$1
+    shift
+    "$@" --benchmark_out="$dir/$name.json" --benchmark_out_format=json >"$dir/$name.txt" 2>&1 || {
+      cat "$dir/$name.txt" >&2
+      exit 1
+    }
+  }
+  for ((round = 1; round <= rounds; ++round)); do
+    echo "round $round/$rounds" >&2
+    dir="$results/$mode/round-$round"
+    mkdir -p "$dir"
+    run render "$bin/bench_render" --benchmark_min_time=0.05
+    run controls "$bin/bench_controls" --benchmark_min_time=0.05
+    run lifecycle "$bin/bench_lifecycle" --benchmark_min_time=0.1
+    run lifecycle-no-product "$bin/bench_lifecycle" --no-product --benchmark_min_time=0.1
+  done
+  python3 bench/report.py timings "$results/$mode"/round-*
+  exit 0
+fi
+
+# Instruction counts: only the measured loops are collected (not the set-up,
+# not the link thread). memcpy is held to its vector loop at every size: valgrind
+# counts each byte of a `rep movsb` copy as one instruction.
+blocks=256
+export GLIBC_TUNABLES=glibc.cpu.x86_rep_movsb_threshold=1048576
+for frames in 32 64 128 512 1024 4096; do
+  for ch in 1 2; do
+    for what in veneer standin two_copies passthrough one_copy meter; do
+      out="$results/$mode/$what-$frames-$ch"
+      valgrind --tool=callgrind --toggle-collect='veneer_bench_measured_*' --callgrind-out-file="$out.out" \
+        "$bin/bench_render_counts" "$what" "$frames" "$ch" "$blocks" >"$out.log" 2>&1 || {
+        cat "$out.log" >&2
+        exit 1
+      }
+    done
+  done
+  echo "counted $frames frames" >&2
+done
+python3 bench/report.py counts "$results/$mode" "$blocks"
