@@ -35,7 +35,7 @@ size_t LiveUnits::Count() {
   return Live().size();
 }
 
-Instance::Instance(AudioComponent component) : status_(AudioComponentInstanceNew(component, &unit_)) {}
+Instance::Instance(AudioComponent component) { EXPECT_EQ(AudioComponentInstanceNew(component, &unit_), noErr); }
 
 Instance::~Instance() {
   if (unit_ != nullptr) {
@@ -61,33 +61,21 @@ void TestEffect::Cleanup() { ++cleanupCalls; }
 OSStatus TestEffect::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                             UInt32 inNumberFrames) {
   ++renderCalls;
-  lastRenderTime = inTimeStamp;
   if (renderStatus != noErr) {
     return renderStatus;
+  }
+  const OSStatus pulled = PullInput(0, ioActionFlags, inTimeStamp, inNumberFrames);
+  if (pulled != noErr) {
+    return pulled;
   }
   AudioUnitParameterValue gain = 1.0F;
   Globals()->GetParameter(0, gain);
   ausdk::AUOutputElement* output = Output(0);
-  const UInt32 channels = output->GetBufferList()->mNumberBuffers;
-  if (pullInput) {
-    const OSStatus pulled = PullInput(0, ioActionFlags, inTimeStamp, inNumberFrames);
-    if (pulled != noErr) {
-      return pulled;
-    }
-    ausdk::AUInputElement* input = Input(0);
-    for (UInt32 c = 0; c < channels; ++c) {
-      const float* in = input->GetChannelData(c);
-      float* out = output->GetChannelData(c);
-      for (UInt32 i = 0; i < inNumberFrames; ++i) {
-        out[i] = in[i] * gain;
-      }
-    }
-  } else {
-    for (UInt32 c = 0; c < channels; ++c) {
-      float* out = output->GetChannelData(c);
-      for (UInt32 i = 0; i < inNumberFrames; ++i) {
-        out[i] = gain;
-      }
+  for (UInt32 c = 0; c < output->GetBufferList()->mNumberBuffers; ++c) {
+    const float* in = Input(0)->GetChannelData(c);
+    float* out = output->GetChannelData(c);
+    for (UInt32 i = 0; i < inNumberFrames; ++i) {
+      out[i] = in[i] * gain;
     }
   }
   return noErr;
@@ -107,10 +95,9 @@ OSStatus TestEffect::GetParameterInfo(AudioUnitScope scope, AudioUnitParameterID
   return noErr;
 }
 
-OSStatus MultiBusUnit::Render(AudioUnitRenderActionFlags& /*ioActionFlags*/, const AudioTimeStamp& inTimeStamp,
+OSStatus MultiBusUnit::Render(AudioUnitRenderActionFlags& /*ioActionFlags*/, const AudioTimeStamp& /*inTimeStamp*/,
                               UInt32 inNumberFrames) {
   ++renderCalls;
-  lastRenderTime = inTimeStamp;
   // Output bus n carries the value n + 1, so a test can tell the buses apart.
   for (UInt32 bus = 0; bus < 3; ++bus) {
     ausdk::AUOutputElement* output = Output(bus);
@@ -223,6 +210,23 @@ AudioTimeStamp SampleTime(Float64 sampleTime) {
   timeStamp.mSampleTime = sampleTime;
   timeStamp.mFlags = kAudioTimeStampSampleTimeValid;
   return timeStamp;
+}
+
+void FeedInput(AudioUnit unit, float* value) {
+  const AURenderCallbackStruct callback{FillInput, value};
+  EXPECT_EQ(Set(unit, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, 0, callback), noErr);
+}
+
+OSStatus RenderAt(AudioUnit unit, Float64 sampleTime, UInt32 frames, AudioBufferList* data, UInt32 bus) {
+  AudioUnitRenderActionFlags flags = 0;
+  const AudioTimeStamp time = SampleTime(sampleTime);
+  return AudioUnitRender(unit, &flags, &time, bus, frames, data);
+}
+
+float Param(AudioUnit unit, AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element) {
+  AudioUnitParameterValue value = -999.0F;
+  EXPECT_EQ(AudioUnitGetParameter(unit, id, scope, element, &value), noErr) << "parameter " << id;
+  return value;
 }
 
 }  // namespace testunits

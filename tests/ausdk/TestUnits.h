@@ -3,8 +3,10 @@
 #pragma once
 
 #include <AudioToolbox/AudioUnit.h>
+#include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -43,7 +45,14 @@ AudioComponent Register(OSType type, OSType subtype) {
                                                   0x00010000);
 }
 
-// An instance held for one test: created on construction, disposed at the end.
+// The component of `Unit` under `Subtype`, registered on first use.
+template <typename Unit, OSType Subtype, typename Lookup = ausdk::AUBaseLookup, OSType Type = kAudioUnitType_Effect>
+AudioComponent Component() {
+  static const AudioComponent component = Register<Lookup, Unit>(Type, Subtype);
+  return component;
+}
+
+// An instance held for one test: created (which must succeed) on construction, disposed at the end.
 class Instance {
  public:
   explicit Instance(AudioComponent component);
@@ -52,15 +61,13 @@ class Instance {
   ~Instance();
   [[nodiscard]] AudioUnit get() const { return unit_; }
   operator AudioUnit() const { return unit_; }  // NOLINT(google-explicit-constructor)
-  OSStatus status() const { return status_; }
 
  private:
   AudioUnit unit_ = nullptr;
-  OSStatus status_;
 };
 
-// A mono-or-stereo effect with one input and one output bus: output = input x
-// the global "gain" parameter (id 0, default 1). It pulls its input.
+// A mono-or-stereo effect with one input and one output bus: output = pulled
+// input x the global "gain" parameter (id 0, default 1).
 class TestEffect : public ausdk::AUBase {
  public:
   explicit TestEffect(AudioComponentInstance instance, UInt32 inputs = 1, UInt32 outputs = 1, UInt32 groups = 0);
@@ -77,13 +84,11 @@ class TestEffect : public ausdk::AUBase {
   // What the test wants the next calls to do.
   OSStatus initializeStatus = noErr;
   OSStatus renderStatus = noErr;
-  bool pullInput = true;
 
   // What reached the unit.
   std::atomic<int> initializeCalls{0};
   std::atomic<int> cleanupCalls{0};
   std::atomic<int> renderCalls{0};
-  AudioTimeStamp lastRenderTime{};
 };
 
 // Two inputs, three outputs, two groups; bus counts writable.
@@ -158,5 +163,34 @@ OSStatus FillInput(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags, co
 
 using testsupport::FloatFormat;
 AudioTimeStamp SampleTime(Float64 sampleTime);
+
+// Feeds input bus 0 of `unit` from FillInput with `*value`.
+void FeedInput(AudioUnit unit, float* value);
+OSStatus RenderAt(AudioUnit unit, Float64 sampleTime, UInt32 frames, AudioBufferList* data, UInt32 bus = 0);
+
+template <typename T>
+OSStatus Get(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element, T& value) {
+  UInt32 size = sizeof value;
+  return AudioUnitGetProperty(unit, id, scope, element, &value, &size);
+}
+
+template <typename T>
+OSStatus Set(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element, const T& value) {
+  return AudioUnitSetProperty(unit, id, scope, element, &value, sizeof value);
+}
+
+// The value of a property that must be readable.
+template <typename T>
+T Value(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope = kAudioUnitScope_Global,
+        AudioUnitElement element = 0) {
+  T value;
+  std::memset(&value, 0xA5, sizeof value);  // so a value that was never written shows
+  EXPECT_EQ(Get(unit, id, scope, element, value), noErr) << "property " << id << " scope " << scope;
+  return value;
+}
+
+// The value of a parameter that must be readable.
+float Param(AudioUnit unit, AudioUnitParameterID id, AudioUnitScope scope = kAudioUnitScope_Global,
+            AudioUnitElement element = 0);
 
 }  // namespace testunits

@@ -1,10 +1,9 @@
 // The component boundary: which selectors each lookup serves, the method
-// functions' argument checks, the instance lock, and every exception turned
-// into a status.
+// functions' argument checks, the instance lock, the lifecycle calls and every
+// exception turned into a status.
 #include <CoreServices/CoreServices.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <set>
 #include <thread>
@@ -18,6 +17,9 @@ using testunits::Instance;
 using testunits::TestEffect;
 using testunits::ThrowingUnit;
 
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInf = std::numeric_limits<float>::infinity();
+
 std::set<int> Served(AudioComponentMethod (*lookup)(SInt16)) {
   std::set<int> served;
   for (int selector = -2; selector < 1024; ++selector) {
@@ -28,158 +30,84 @@ std::set<int> Served(AudioComponentMethod (*lookup)(SInt16)) {
   return served;
 }
 
-const std::set<int> kBase = {1, 2, 3, 4, 5, 6, 7, 9, 10, 11, 14, 15, 16, 17, 18};
-
-std::set<int> With(std::set<int> base, std::initializer_list<int> more) {
-  base.insert(more);
-  return base;
+std::set<int> BaseAnd(std::initializer_list<int> more) {
+  std::set<int> served = {1, 2, 3, 4, 5, 6, 7, 9, 10, 11, 14, 15, 16, 17, 18};
+  served.insert(more);
+  return served;
 }
 
 TEST(DispatchLookups, EachLookupServesItsSelectorsAndNoOthers) {
-  EXPECT_EQ(Served(ausdk::AUBaseLookup::Lookup), kBase);
-  EXPECT_EQ(Served(ausdk::AUOutputLookup::Lookup), With(kBase, {513, 514}));
-  EXPECT_EQ(Served(ausdk::AUComplexOutputLookup::Lookup), With(kBase, {19, 513, 514}));
-  EXPECT_EQ(Served(ausdk::AUBaseProcessLookup::Lookup), With(kBase, {20}));
-  EXPECT_EQ(Served(ausdk::AUBaseProcessMultipleLookup::Lookup), With(kBase, {21}));
-  EXPECT_EQ(Served(ausdk::AUBaseProcessAndMultipleLookup::Lookup), With(kBase, {20, 21}));
-  EXPECT_EQ(Served(ausdk::AUMIDILookup::Lookup), With(kBase, {257, 258, 263}));
-  EXPECT_EQ(Served(ausdk::AUMIDIProcessLookup::Lookup), With(kBase, {20, 257, 258, 263}));
-  EXPECT_EQ(Served(ausdk::AUMusicLookup::Lookup), With(kBase, {257, 258, 259, 260, 261, 262, 263}));
+  EXPECT_EQ(Served(ausdk::AUBaseLookup::Lookup), BaseAnd({}));
+  EXPECT_EQ(Served(ausdk::AUOutputLookup::Lookup), BaseAnd({513, 514}));
+  EXPECT_EQ(Served(ausdk::AUComplexOutputLookup::Lookup), BaseAnd({19, 513, 514}));
+  EXPECT_EQ(Served(ausdk::AUBaseProcessLookup::Lookup), BaseAnd({20}));
+  EXPECT_EQ(Served(ausdk::AUBaseProcessMultipleLookup::Lookup), BaseAnd({21}));
+  EXPECT_EQ(Served(ausdk::AUBaseProcessAndMultipleLookup::Lookup), BaseAnd({20, 21}));
+  EXPECT_EQ(Served(ausdk::AUMIDILookup::Lookup), BaseAnd({257, 258, 263}));
+  EXPECT_EQ(Served(ausdk::AUMIDIProcessLookup::Lookup), BaseAnd({20, 257, 258, 263}));
+  EXPECT_EQ(Served(ausdk::AUMusicLookup::Lookup), BaseAnd({257, 258, 259, 260, 261, 262, 263}));
 }
 
-TEST(DispatchLookups, MidiComponentAnswersMidiButNotProcessOrNotes) {
-  Instance unit(testunits::Register<ausdk::AUMIDILookup, TestEffect>(kAudioUnitType_Effect, 'dsp1'));
-  ASSERT_EQ(unit.status(), noErr);
-  // The base's MIDI defaults are unimplemented; what matters is that they are reached.
-  EXPECT_EQ(MusicDeviceMIDIEvent(unit, 0x90, 60, 100, 0), kAudio_UnimplementedError);
+// The base's MIDI, note and output defaults are unimplemented: what matters is that they are reached.
+TEST(DispatchLookups, MidiNoteAndOutputCallsReachTheUnitAfterTheirArgumentChecks) {
+  Instance midi(testunits::Register<ausdk::AUMIDILookup, TestEffect>(kAudioUnitType_Effect, 'dsp1'));
+  EXPECT_EQ(MusicDeviceMIDIEvent(midi, 0x90, 60, 100, 0), kAudio_UnimplementedError);
   const UInt8 sysex[] = {0xF0, 0x7E, 0xF7};
-  EXPECT_EQ(MusicDeviceSysEx(unit, sysex, sizeof sysex), kAudio_UnimplementedError);
-  EXPECT_EQ(MusicDeviceMIDIEventList(unit, 0, nullptr), kAudio_ParamError);
+  EXPECT_EQ(MusicDeviceSysEx(midi, sysex, sizeof sysex), kAudio_UnimplementedError);
+  EXPECT_EQ(MusicDeviceMIDIEventList(midi, 0, nullptr), kAudio_ParamError);
   MIDIEventList list{};
   list.protocol = kMIDIProtocol_1_0;
-  EXPECT_EQ(MusicDeviceMIDIEventList(unit, 0, &list), kAudio_UnimplementedError);
+  EXPECT_EQ(MusicDeviceMIDIEventList(midi, 0, &list), kAudio_UnimplementedError);
 
+  Instance music(testunits::Register<ausdk::AUMusicLookup, TestEffect>(kAudioUnitType_MusicDevice, 'dsp2'));
+  NoteInstanceID note = 0;
+  EXPECT_EQ(MusicDeviceStartNote(music, 0, 0, &note, 0, nullptr), kAudio_ParamError);
+  MusicDeviceNoteParams params{2, 60.0F, 100.0F, {}};
+  EXPECT_EQ(MusicDeviceStartNote(music, 0, 0, &note, 0, &params), kAudio_UnimplementedError);
+  EXPECT_EQ(MusicDeviceStopNote(music, 0, note, 0), kAudio_UnimplementedError);
+
+  Instance output(testunits::Register<ausdk::AUOutputLookup, TestEffect>(kAudioUnitType_Output, 'dsp3'));
+  EXPECT_EQ(AudioOutputUnitStart(output), kAudio_UnimplementedError);
+  EXPECT_EQ(AudioOutputUnitStop(output), kAudio_UnimplementedError);
+}
+
+TEST(DispatchChecks, NullOrEmptyArgumentsAreParamErrorsWithTheirLogLines) {
+  Instance unit(testunits::Register<ausdk::AUMIDILookup, TestEffect>(kAudioUnitType_Effect, 'dsp4'));
+  EXPECT_EQ(AudioUnitGetParameter(unit, 0, kAudioUnitScope_Global, 0, nullptr), kAudio_ParamError);
   AudioUnitRenderActionFlags flags = 0;
   AudioTimeStamp time = testunits::SampleTime(0);
   testunits::BufferList buffers(2, 16);
-  EXPECT_EQ(AudioUnitProcess(unit, &flags, &time, 16, buffers.get()), badComponentSelector);
-  EXPECT_EQ(AudioUnitProcessMultiple(unit, &flags, &time, 16, 0, nullptr, 0, nullptr), badComponentSelector);
-  MusicDeviceNoteParams params{2, 60.0F, 100.0F, {}};
-  NoteInstanceID note = 0;
-  EXPECT_EQ(MusicDeviceStartNote(unit, 0, 0, &note, 0, &params), badComponentSelector);
-  EXPECT_EQ(MusicDeviceStopNote(unit, 0, note, 0), badComponentSelector);
-  EXPECT_EQ(AudioOutputUnitStart(unit), badComponentSelector);
-}
+  EXPECT_EQ(AudioUnitRender(unit, &flags, nullptr, 0, 16, buffers.get()), kAudio_ParamError);
+  EXPECT_EQ(AudioUnitRender(unit, &flags, &time, 0, 16, nullptr), kAudio_ParamError);
 
-TEST(DispatchLookups, MusicLookupServesInstrumentsAndChecksNoteParameters) {
-  Instance unit(testunits::Register<ausdk::AUMusicLookup, TestEffect>(kAudioUnitType_MusicDevice, 'dsp2'));
-  ASSERT_EQ(unit.status(), noErr);
-  NoteInstanceID note = 0;
-  EXPECT_EQ(MusicDeviceStartNote(unit, 0, 0, &note, 0, nullptr), kAudio_ParamError);
-  MusicDeviceNoteParams params{2, 60.0F, 100.0F, {}};
-  EXPECT_EQ(MusicDeviceStartNote(unit, 0, 0, &note, 0, &params), kAudio_UnimplementedError);
-  EXPECT_EQ(MusicDeviceStopNote(unit, 0, note, 0), kAudio_UnimplementedError);
-}
-
-TEST(DispatchLookups, OutputLookupRoutesStartAndStop) {
-  Instance unit(testunits::Register<ausdk::AUOutputLookup, TestEffect>(kAudioUnitType_Output, 'dsp3'));
-  ASSERT_EQ(unit.status(), noErr);
-  EXPECT_EQ(AudioOutputUnitStart(unit), kAudio_UnimplementedError);
-  EXPECT_EQ(AudioOutputUnitStop(unit), kAudio_UnimplementedError);
-}
-
-class DispatchChecks : public ::testing::Test {
- protected:
-  DispatchChecks() : unit_(testunits::Register<ausdk::AUMIDILookup, TestEffect>(kAudioUnitType_Effect, 'dsp4')) {}
-  Instance unit_;
-};
-
-TEST_F(DispatchChecks, GetParameterNeedsAnOutValue) {
-  EXPECT_EQ(AudioUnitGetParameter(unit_, 0, kAudioUnitScope_Global, 0, nullptr), kAudio_ParamError);
-}
-
-TEST_F(DispatchChecks, NonFiniteParameterValuesAreRefusedAndChangeNothing) {
-  for (const float bad : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                          -std::numeric_limits<float>::infinity()}) {
-    EXPECT_EQ(AudioUnitSetParameter(unit_, 0, kAudioUnitScope_Global, 0, bad, 0), kAudioUnitErr_InvalidParameterValue);
-  }
-  AudioUnitParameterValue value = 0;
-  ASSERT_EQ(AudioUnitGetParameter(unit_, 0, kAudioUnitScope_Global, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 1.0F);
-}
-
-TEST_F(DispatchChecks, OneBadScheduledValueRefusesTheWholeBatch) {
-  AudioUnitParameterEvent events[2] = {};
-  events[0].scope = kAudioUnitScope_Global;
-  events[0].parameter = 0;
-  events[0].eventType = kParameterEvent_Immediate;
-  events[0].eventValues.immediate.value = 0.25F;
-  events[1] = events[0];
-  events[1].eventType = kParameterEvent_Ramped;
-  events[1].eventValues.ramp.startValue = 0.5F;
-  events[1].eventValues.ramp.endValue = std::numeric_limits<float>::quiet_NaN();
-  EXPECT_EQ(AudioUnitScheduleParameters(unit_, events, 2), kAudioUnitErr_InvalidParameterValue);
-  AudioUnitParameterValue value = 0;
-  ASSERT_EQ(AudioUnitGetParameter(unit_, 0, kAudioUnitScope_Global, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 1.0F);
-}
-
-TEST_F(DispatchChecks, RenderNeedsTimeStampAndBuffers) {
-  AudioUnitRenderActionFlags flags = 0;
-  AudioTimeStamp time = testunits::SampleTime(0);
-  testunits::BufferList buffers(2, 16);
-  EXPECT_EQ(AudioUnitRender(unit_, &flags, nullptr, 0, 16, buffers.get()), kAudio_ParamError);
-  EXPECT_EQ(AudioUnitRender(unit_, &flags, &time, 0, 16, nullptr), kAudio_ParamError);
-}
-
-TEST_F(DispatchChecks, GetPropertySizePointerChecks) {
-  UInt32 value = 0;
-  testsupport::CaptureStderr capture;
-  EXPECT_EQ(
-      AudioUnitGetProperty(unit_, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0, &value, nullptr),
-      kAudio_ParamError);
+  const AudioUnitPropertyID id = kAudioUnitProperty_MaximumFramesPerSlice;
+  UInt32 value = 512;
   UInt32 size = 0;
-  EXPECT_EQ(
-      AudioUnitGetProperty(unit_, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0, &value, &size),
-      kAudio_ParamError);
+  testsupport::CaptureStderr capture;
+  EXPECT_EQ(AudioUnitGetProperty(unit, id, kAudioUnitScope_Global, 0, &value, nullptr), kAudio_ParamError);
+  EXPECT_EQ(AudioUnitGetProperty(unit, id, kAudioUnitScope_Global, 0, &value, &size), kAudio_ParamError);
+  EXPECT_EQ(AudioUnitSetProperty(unit, id, kAudioUnitScope_Global, 0, nullptr, 4), kAudio_ParamError);
+  EXPECT_EQ(AudioUnitSetProperty(unit, id, kAudioUnitScope_Global, 0, &value, 0), kAudio_ParamError);
   EXPECT_EQ(capture.Finish(),
             "AudioUnitGetProperty: null size pointer\n"
-            "AudioUnitGetProperty: *ioDataSize == 0 on entry\n");
-}
-
-TEST_F(DispatchChecks, SetPropertyDataAndSizeMustAgree) {
-  testsupport::CaptureStderr capture;
-  EXPECT_EQ(
-      AudioUnitSetProperty(unit_, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0, nullptr, 4),
-      kAudio_ParamError);
-  const UInt32 frames = 512;
-  EXPECT_EQ(
-      AudioUnitSetProperty(unit_, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0, &frames, 0),
-      kAudio_ParamError);
-  EXPECT_EQ(capture.Finish(),
+            "AudioUnitGetProperty: *ioDataSize == 0 on entry\n"
             "AudioUnitSetProperty: inData == NULL\n"
             "AudioUnitSetProperty: inDataSize == 0\n");
 }
 
-TEST_F(DispatchChecks, InitializeAndUninitializeReachTheUnitOnce) {
-  auto* effect = testunits::UnitFor<TestEffect>(unit_);
-  ASSERT_NE(effect, nullptr);
-  EXPECT_EQ(AudioUnitInitialize(unit_), noErr);
-  EXPECT_EQ(AudioUnitInitialize(unit_), noErr);
-  EXPECT_EQ(effect->initializeCalls.load(), 1);
-  EXPECT_EQ(AudioUnitUninitialize(unit_), noErr);
-  EXPECT_EQ(AudioUnitUninitialize(unit_), noErr);
-  EXPECT_EQ(effect->cleanupCalls.load(), 1);
-}
-
-TEST_F(DispatchChecks, FailedInitializeReturnsItsStatusAndLeavesTheUnitUninitialized) {
-  auto* effect = testunits::UnitFor<TestEffect>(unit_);
-  effect->initializeStatus = kAudioUnitErr_FormatNotSupported;
-  EXPECT_EQ(AudioUnitInitialize(unit_), kAudioUnitErr_FormatNotSupported);
-  EXPECT_FALSE(effect->IsInitialized());
-  effect->initializeStatus = noErr;
-  EXPECT_EQ(AudioUnitInitialize(unit_), noErr);
-  EXPECT_TRUE(effect->IsInitialized());
+TEST(DispatchChecks, NonFiniteParameterValuesAreRefusedAndChangeNothing) {
+  Instance unit(testunits::Component<TestEffect, 'dsp5'>());
+  for (const float bad : {kNaN, kInf, -kInf}) {
+    EXPECT_EQ(AudioUnitSetParameter(unit, 0, kAudioUnitScope_Global, 0, bad, 0), kAudioUnitErr_InvalidParameterValue);
+  }
+  // One bad value refuses the whole batch.
+  AudioUnitParameterEvent events[2] = {};
+  events[0].eventType = kParameterEvent_Immediate;
+  events[0].eventValues.immediate.value = 0.25F;
+  events[1].eventType = kParameterEvent_Ramped;
+  events[1].eventValues.ramp = {0, 64, 0.5F, kNaN};
+  EXPECT_EQ(AudioUnitScheduleParameters(unit, events, 2), kAudioUnitErr_InvalidParameterValue);
+  EXPECT_FLOAT_EQ(testunits::Param(unit, 0), 1.0F);
 }
 
 // Counts cleanups across instances, since the object is gone after disposal.
@@ -190,18 +118,33 @@ class CleanupCountingUnit : public TestEffect {
   static inline std::atomic<int> cleanups{0};
 };
 
-TEST(DispatchDisposal, DisposingAnInitializedUnitCleansItUpOnce) {
-  AudioComponent component =
-      testunits::Register<ausdk::AUBaseLookup, CleanupCountingUnit>(kAudioUnitType_Effect, 'dsp5');
+TEST(DispatchLifecycle, InitializeAndCleanupReachTheUnitOnceAndDisposalCleansUp) {
+  AudioComponent component = testunits::Component<CleanupCountingUnit, 'dsp6'>();
   {
     Instance unit(component);
+    auto* effect = testunits::UnitFor<TestEffect>(unit);
+    ASSERT_NE(effect, nullptr);
+    EXPECT_EQ(AudioUnitInitialize(unit), noErr);
+    EXPECT_EQ(AudioUnitInitialize(unit), noErr);
+    EXPECT_EQ(effect->initializeCalls.load(), 1);
+    EXPECT_EQ(AudioUnitUninitialize(unit), noErr);
+    EXPECT_EQ(AudioUnitUninitialize(unit), noErr);
+    EXPECT_EQ(CleanupCountingUnit::cleanups.load(), 1);
+
+    // A failed initialization returns its status and leaves the unit uninitialized.
+    effect->initializeStatus = kAudioUnitErr_FormatNotSupported;
+    EXPECT_EQ(AudioUnitInitialize(unit), kAudioUnitErr_FormatNotSupported);
+    EXPECT_FALSE(effect->IsInitialized());
+    effect->initializeStatus = noErr;
     ASSERT_EQ(AudioUnitInitialize(unit), noErr);
+    EXPECT_TRUE(effect->IsInitialized());
+    ASSERT_EQ(CleanupCountingUnit::cleanups.load(), 1);
   }
-  EXPECT_EQ(CleanupCountingUnit::cleanups.load(), 1);
+  EXPECT_EQ(CleanupCountingUnit::cleanups.load(), 2);  // disposed while initialized
   {
     Instance unit(component);  // never initialized: nothing to clean up
   }
-  EXPECT_EQ(CleanupCountingUnit::cleanups.load(), 1);
+  EXPECT_EQ(CleanupCountingUnit::cleanups.load(), 2);
 }
 
 TEST(DispatchLogging, LoggingStringNamesInstanceAndComponent) {
@@ -211,75 +154,56 @@ TEST(DispatchLogging, LoggingStringNamesInstanceAndComponent) {
   char expected[128];
   std::snprintf(expected, sizeof expected, "AU (%p): aufx/lg.g/VnTs", static_cast<void*>(unit.get()));
   EXPECT_EQ(effect->GetLoggingString(), expected);
-  const AudioComponentDescription description = effect->GetComponentDescription();
-  EXPECT_EQ(description.componentSubType, static_cast<OSType>('lg\x01g'));
+  EXPECT_EQ(effect->GetComponentDescription().componentSubType, static_cast<OSType>('lg\x01g'));
 }
 
 TEST(DispatchExceptions, ThrowLogsAndCarriesItsStatus) {
   testsupport::CaptureStderr capture;
-  const OSStatus status = ausdk::CatchExceptions([]() -> OSStatus { ausdk::Throw(kAudioUnitErr_InvalidElement); });
-  const OSStatus quiet = ausdk::CatchExceptions([]() -> OSStatus { ausdk::ThrowQuiet(kAudioUnitErr_InvalidScope); });
-  EXPECT_EQ(status, kAudioUnitErr_InvalidElement);
-  EXPECT_EQ(quiet, kAudioUnitErr_InvalidScope);
+  EXPECT_EQ(ausdk::CatchExceptions([]() -> OSStatus { ausdk::Throw(kAudioUnitErr_InvalidElement); }),
+            kAudioUnitErr_InvalidElement);
+  EXPECT_EQ(ausdk::CatchExceptions([]() -> OSStatus { ausdk::ThrowQuiet(kAudioUnitErr_InvalidScope); }),
+            kAudioUnitErr_InvalidScope);
   EXPECT_EQ(capture.Finish(), "throwing -10877\n");
   EXPECT_STREQ(ausdk::AUException(-50).what(), "OSStatus -50");
 }
 
-struct ConversionCase {
-  ThrowingUnit::What what;
-  OSStatus status;
-};
-
-const ConversionCase kConversions[] = {
-    {ThrowingUnit::What::AUException, kAudioUnitErr_FailedInitialization},
-    {ThrowingUnit::What::BadAlloc, kAudio_MemFullError},
-    {ThrowingUnit::What::OSStatusValue, -12345},
-    {ThrowingUnit::What::SystemError, 77},
-    {ThrowingUnit::What::Other, -1},
-};
-
-TEST(DispatchExceptions, FailedConstructionReturnsTheConvertedStatusAndLeavesNothing) {
-  AudioComponent component = testunits::Register<ausdk::AUBaseLookup, ThrowingUnit>(kAudioUnitType_Effect, 'thr1');
-  const size_t liveBefore = testunits::LiveUnits::Count();
-  for (const auto& conversion : kConversions) {
-    ThrowingUnit::throwInConstructor = conversion.what;
-    AudioUnit unit = nullptr;
-    EXPECT_EQ(AudioComponentInstanceNew(component, &unit), conversion.status);
-    EXPECT_EQ(unit, nullptr);
-    EXPECT_EQ(testunits::LiveUnits::Count(), liveBefore);
-  }
-  ThrowingUnit::throwInConstructor = ThrowingUnit::What::Nothing;
+TEST(DispatchExceptions, ExceptionsFromConstructionInitializeAndPropertiesBecomeStatuses) {
+  const std::pair<ThrowingUnit::What, OSStatus> kConversions[] = {
+      {ThrowingUnit::What::AUException, kAudioUnitErr_FailedInitialization},
+      {ThrowingUnit::What::BadAlloc, kAudio_MemFullError},
+      {ThrowingUnit::What::OSStatusValue, -12345},
+      {ThrowingUnit::What::SystemError, 77},
+      {ThrowingUnit::What::Other, -1},
+  };
+  AudioComponent component = testunits::Component<ThrowingUnit, 'thr1'>();
   Instance unit(component);
-  EXPECT_EQ(unit.status(), noErr);
-}
-
-TEST(DispatchExceptions, ExceptionsFromInitializeBecomeStatuses) {
-  Instance unit(testunits::Register<ausdk::AUBaseLookup, ThrowingUnit>(kAudioUnitType_Effect, 'thr2'));
   auto* throwing = testunits::UnitFor<ThrowingUnit>(unit);
-  for (const auto& conversion : kConversions) {
-    throwing->throwInInitialize = conversion.what;
-    EXPECT_EQ(AudioUnitInitialize(unit), conversion.status);
+  ASSERT_NE(throwing, nullptr);
+  const size_t liveBefore = testunits::LiveUnits::Count();
+  UInt32 value = 0;
+  UInt32 size = 0;
+  for (const auto& [what, status] : kConversions) {
+    SCOPED_TRACE(status);
+    ThrowingUnit::throwInConstructor = what;
+    auto failed = reinterpret_cast<AudioUnit>(&value);  // must be cleared
+    EXPECT_EQ(AudioComponentInstanceNew(component, &failed), status);
+    EXPECT_EQ(failed, nullptr);
+    EXPECT_EQ(testunits::LiveUnits::Count(), liveBefore);
+
+    throwing->throwInInitialize = what;
+    EXPECT_EQ(AudioUnitInitialize(unit), status);
     EXPECT_FALSE(throwing->IsInitialized());
-  }
-}
 
-TEST(DispatchExceptions, ExceptionsFromAPropertyGetBecomeStatusesAndASizeOfZero) {
-  Instance unit(testunits::Register<ausdk::AUBaseLookup, ThrowingUnit>(kAudioUnitType_Effect, 'thr3'));
-  auto* throwing = testunits::UnitFor<ThrowingUnit>(unit);
-  for (const auto& conversion : kConversions) {
-    throwing->throwInProperty = conversion.what;
-    UInt32 value = 0;
-    UInt32 size = sizeof value;
+    throwing->throwInProperty = what;
+    size = sizeof value;
     EXPECT_EQ(AudioUnitGetProperty(unit, ThrowingUnit::kThrowingProperty, kAudioUnitScope_Global, 0, &value, &size),
-              conversion.status);
+              status);
     EXPECT_EQ(size, 0U);
   }
+  ThrowingUnit::throwInConstructor = ThrowingUnit::What::Nothing;
+  Instance again(component);
   throwing->throwInProperty = ThrowingUnit::What::Nothing;
-  UInt32 value = 0;
-  UInt32 size = sizeof value;
-  ASSERT_EQ(AudioUnitGetProperty(unit, ThrowingUnit::kThrowingProperty, kAudioUnitScope_Global, 0, &value, &size),
-            noErr);
-  EXPECT_EQ(value, 42U);
+  EXPECT_EQ(testunits::Value<UInt32>(unit, ThrowingUnit::kThrowingProperty), 42U);
 }
 
 // Counts lock and unlock, so a test can see which selectors hold the instance lock.
@@ -297,7 +221,7 @@ class LockedUnit : public ThrowingUnit {
   CountingLock lock;
 };
 
-TEST(DispatchLocking, PropertyListenerLifecycleSelectorsLockAndRealTimeOnesDoNot) {
+TEST(DispatchLocking, ListenerAndLifecycleSelectorsLockRealTimeOnesDoNotAndThrowsUnlock) {
   Instance unit(testunits::Register<ausdk::AUMIDILookup, LockedUnit>(kAudioUnitType_Effect, 'lck1'));
   auto* locked = testunits::UnitFor<LockedUnit>(unit);
   ASSERT_NE(locked, nullptr);
@@ -309,18 +233,14 @@ TEST(DispatchLocking, PropertyListenerLifecycleSelectorsLockAndRealTimeOnesDoNot
     EXPECT_EQ(lock.locks, lock.unlocks);
     return lock.locks - before;
   };
+  const AudioUnitPropertyID maxFrames = kAudioUnitProperty_MaximumFramesPerSlice;
   UInt32 size = 0;
   UInt32 frames = 0;
   AudioUnitParameterValue value = 0;
   EXPECT_EQ(locksFor([&] { AudioUnitInitialize(unit); }), 1);
-  EXPECT_EQ(
-      locksFor([&] { AudioUnitGetPropertyInfo(unit, kAudioUnitProperty_MaximumFramesPerSlice, 0, 0, &size, nullptr); }),
-      1);
-  size = sizeof frames;
-  EXPECT_EQ(
-      locksFor([&] { AudioUnitGetProperty(unit, kAudioUnitProperty_MaximumFramesPerSlice, 0, 0, &frames, &size); }), 1);
-  EXPECT_EQ(locksFor([&] { AudioUnitSetProperty(unit, kAudioUnitProperty_MaximumFramesPerSlice, 0, 0, &frames, 4); }),
-            1);
+  EXPECT_EQ(locksFor([&] { AudioUnitGetPropertyInfo(unit, maxFrames, 0, 0, &size, nullptr); }), 1);
+  EXPECT_EQ(locksFor([&] { testunits::Get(unit, maxFrames, 0, 0, frames); }), 1);
+  EXPECT_EQ(locksFor([&] { testunits::Set(unit, maxFrames, 0, 0, frames); }), 1);
   EXPECT_EQ(locksFor([&] { AudioUnitReset(unit, kAudioUnitScope_Global, 0); }), 1);
   EXPECT_EQ(locksFor([&] { AudioUnitAddRenderNotify(unit, testunits::FillInput, nullptr); }), 1);
   EXPECT_EQ(locksFor([&] { AudioUnitRemoveRenderNotify(unit, testunits::FillInput, nullptr); }), 1);
@@ -332,23 +252,15 @@ TEST(DispatchLocking, PropertyListenerLifecycleSelectorsLockAndRealTimeOnesDoNot
   EXPECT_EQ(locksFor([&] { AudioUnitSetParameter(unit, 0, 0, 0, 0.5F, 0); }), 0);
   EXPECT_EQ(locksFor([&] { AudioUnitScheduleParameters(unit, nullptr, 0); }), 0);
   EXPECT_EQ(locksFor([&] { MusicDeviceMIDIEvent(unit, 0x90, 1, 1, 0); }), 0);
-  AudioUnitRenderActionFlags flags = 0;
-  AudioTimeStamp time = testunits::SampleTime(0);
   testunits::BufferList buffers(2, 16);
-  EXPECT_EQ(locksFor([&] { AudioUnitRender(unit, &flags, &time, 0, 16, buffers.get()); }), 0);
-}
+  EXPECT_EQ(locksFor([&] { testunits::RenderAt(unit, 0, 16, buffers.get()); }), 0);
 
-TEST(DispatchLocking, LockIsReleasedWhenTheCallThrows) {
-  Instance unit(testunits::Register<ausdk::AUBaseLookup, LockedUnit>(kAudioUnitType_Effect, 'lck2'));
-  auto* locked = testunits::UnitFor<LockedUnit>(unit);
   locked->throwInInitialize = ThrowingUnit::What::Other;
-  EXPECT_EQ(AudioUnitInitialize(unit), -1);
-  EXPECT_EQ(locked->lock.locks, 1);
-  EXPECT_EQ(locked->lock.unlocks, 1);
+  EXPECT_EQ(locksFor([&] { EXPECT_EQ(AudioUnitInitialize(unit), -1); }), 1);
 }
 
 TEST(DispatchConstruction, InstancesOpenedFromManyThreadsAtOnce) {
-  AudioComponent component = testunits::Register<ausdk::AUBaseLookup, TestEffect>(kAudioUnitType_Effect, 'mth1');
+  AudioComponent component = testunits::Component<TestEffect, 'mth1'>();
   std::vector<std::thread> threads;
   std::atomic<int> failures{0};
   for (int t = 0; t < 4; ++t) {

@@ -1,8 +1,7 @@
-// Scopes, elements, parameter storage, buffers, stream formats, channel
-// layouts and the lifecycle of AUBase.
+// Parameter storage in scopes and elements, the buffers of AUBase and its
+// default stream format.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <stdexcept>
 
 #include "CaptureStderr.h"
@@ -11,13 +10,10 @@
 namespace {
 
 using testunits::Instance;
-using testunits::MultiBusUnit;
+using testunits::Param;
 using testunits::TestEffect;
 
-AudioComponent EffectComponent() {
-  static AudioComponent component = testunits::Register<ausdk::AUBaseLookup, TestEffect>(kAudioUnitType_Effect, 'elm1');
-  return component;
-}
+AudioComponent EffectComponent() { return testunits::Component<TestEffect, 'elm1'>(); }
 
 class ElementsParameters : public ::testing::Test {
  protected:
@@ -26,21 +22,14 @@ class ElementsParameters : public ::testing::Test {
   TestEffect* effect_;
 };
 
-TEST_F(ElementsParameters, GlobalParameterReadAndWrittenThroughTheApi) {
-  AudioUnitParameterValue value = 0;
-  ASSERT_EQ(AudioUnitGetParameter(unit_, 0, kAudioUnitScope_Global, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 1.0F);
+TEST_F(ElementsParameters, UnknownIdsAreCreatedBySettingOnlyBeforeInitialization) {
+  EXPECT_FLOAT_EQ(Param(unit_, 0), 1.0F);
   ASSERT_EQ(AudioUnitSetParameter(unit_, 0, kAudioUnitScope_Global, 0, 0.5F, 0), noErr);
-  ASSERT_EQ(AudioUnitGetParameter(unit_, 0, kAudioUnitScope_Global, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 0.5F);
-}
-
-TEST_F(ElementsParameters, SettingAnUnknownIdCreatesItOnlyBeforeInitialization) {
+  EXPECT_FLOAT_EQ(Param(unit_, 0), 0.5F);
   AudioUnitParameterValue value = 0;
   EXPECT_EQ(AudioUnitGetParameter(unit_, 7, kAudioUnitScope_Global, 0, &value), kAudioUnitErr_InvalidParameter);
   ASSERT_EQ(AudioUnitSetParameter(unit_, 7, kAudioUnitScope_Global, 0, 0.75F, 0), noErr);
-  ASSERT_EQ(AudioUnitGetParameter(unit_, 7, kAudioUnitScope_Global, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 0.75F);
+  EXPECT_FLOAT_EQ(Param(unit_, 7), 0.75F);
 
   ASSERT_EQ(AudioUnitInitialize(unit_), noErr);
   testsupport::CaptureStderr capture;
@@ -61,8 +50,7 @@ TEST_F(ElementsParameters, MissingScopesAndElementsAnswerTheirStatuses) {
   EXPECT_EQ(AudioUnitSetParameter(unit_, 0, 99, 0, 1.0F, 0), kAudioUnitErr_InvalidScope);
   // Input elements hold parameters of their own.
   ASSERT_EQ(AudioUnitSetParameter(unit_, 3, kAudioUnitScope_Input, 0, 2.0F, 0), noErr);
-  ASSERT_EQ(AudioUnitGetParameter(unit_, 3, kAudioUnitScope_Input, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 2.0F);
+  EXPECT_FLOAT_EQ(Param(unit_, 3, kAudioUnitScope_Input), 2.0F);
   EXPECT_EQ(AudioUnitGetParameter(unit_, 3, kAudioUnitScope_Global, 0, &value), kAudioUnitErr_InvalidParameter);
 }
 
@@ -74,10 +62,7 @@ TEST_F(ElementsParameters, ParameterListComesFromTheElementWithTheMostParameters
   ASSERT_EQ(count, 3U);
   AudioUnitParameterID ids[3] = {};
   ASSERT_EQ(effect_->GetParameterList(kAudioUnitScope_Global, ids, count), noErr);
-  EXPECT_EQ(ids[0], 0U);
-  EXPECT_EQ(ids[1], 10U);
-  EXPECT_EQ(ids[2], 30U);
-
+  EXPECT_EQ(std::vector<AudioUnitParameterID>(ids, ids + 3), (std::vector<AudioUnitParameterID>{0, 10, 30}));
   ASSERT_EQ(effect_->GetParameterList(kAudioUnitScope_Output, nullptr, count), noErr);
   EXPECT_EQ(count, 0U);
 }
@@ -90,52 +75,30 @@ class IndexedUnit : public TestEffect {
   }
 };
 
-TEST(ElementsIndexed, IndexedParametersAreAddressedByIdAndBounded) {
-  Instance unit(testunits::Register<ausdk::AUBaseLookup, IndexedUnit>(kAudioUnitType_Effect, 'elm2'));
-  AudioUnitParameterValue value = -1;
-  ASSERT_EQ(AudioUnitGetParameter(unit, 3, kAudioUnitScope_Global, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 0.0F);
+TEST(ElementsIndexed, IndexedParametersAreBoundedAndGroupListTiesGoToTheLowerElement) {
+  Instance unit(testunits::Component<IndexedUnit, 'elm2'>());
+  auto* indexed = testunits::UnitFor<IndexedUnit>(unit);
+  EXPECT_FLOAT_EQ(Param(unit, 3), 0.0F);
   ASSERT_EQ(AudioUnitSetParameter(unit, 3, kAudioUnitScope_Global, 0, 0.5F, 0), noErr);
-  ASSERT_EQ(AudioUnitGetParameter(unit, 3, kAudioUnitScope_Global, 0, &value), noErr);
-  EXPECT_FLOAT_EQ(value, 0.5F);
+  EXPECT_FLOAT_EQ(Param(unit, 3), 0.5F);
   // Unlike the map form, an id past the end is never created.
+  AudioUnitParameterValue value = 0;
   EXPECT_EQ(AudioUnitSetParameter(unit, 4, kAudioUnitScope_Global, 0, 0.5F, 0), kAudioUnitErr_InvalidParameter);
   EXPECT_EQ(AudioUnitGetParameter(unit, 4, kAudioUnitScope_Global, 0, &value), kAudioUnitErr_InvalidParameter);
-
-  auto* indexed = testunits::UnitFor<IndexedUnit>(unit);
   UInt32 count = 0;
   AudioUnitParameterID ids[4] = {};
   ASSERT_EQ(indexed->GetParameterList(kAudioUnitScope_Global, ids, count), noErr);
   EXPECT_EQ(count, 4U);
   EXPECT_EQ(ids[3], 3U);
-}
 
-TEST(ElementsIndexed, GroupScopeTieGoesToTheLowerElement) {
-  Instance unit(testunits::Register<ausdk::AUBaseLookup, IndexedUnit>(kAudioUnitType_Effect, 'elm3'));
   ASSERT_EQ(AudioUnitSetParameter(unit, 5, kAudioUnitScope_Group, 0, 1.0F, 0), noErr);
   ASSERT_EQ(AudioUnitSetParameter(unit, 8, kAudioUnitScope_Group, 1, 1.0F, 0), noErr);
-  auto* indexed = testunits::UnitFor<IndexedUnit>(unit);
-  UInt32 count = 0;
-  AudioUnitParameterID id = 0;
-  ASSERT_EQ(indexed->GetParameterList(kAudioUnitScope_Group, &id, count), noErr);
+  ASSERT_EQ(indexed->GetParameterList(kAudioUnitScope_Group, ids, count), noErr);
   EXPECT_EQ(count, 1U);
-  EXPECT_EQ(id, 5U);
+  EXPECT_EQ(ids[0], 5U);
 }
 
-TEST(ElementsBuffers, AllocatorRefusesTooManyBuffersAndOversizedData) {
-  auto& allocator = ausdk::BufferAllocator::instance();
-  try {
-    allocator.Allocate(4097, 16, 0);
-    FAIL() << "4097 buffers were allocated";
-  } catch (const std::out_of_range& e) {
-    EXPECT_STREQ(e.what(), "AudioBuffers::Allocate: Too many buffers");
-  }
-  testsupport::CaptureStderr capture;
-  EXPECT_THROW(allocator.Allocate(4096, 0x00200000, 0), std::bad_alloc);
-  EXPECT_EQ(capture.Finish(), "AUBuffer throwing bad_alloc\n");
-}
-
-TEST(ElementsBuffers, AllocatedDataIsRoundedToSixteenBytesAndZeroed) {
+TEST(ElementsBuffers, AllocatorRoundsAndZeroesDataAndRefusesOversizedRequests) {
   auto& allocator = ausdk::BufferAllocator::instance();
   ausdk::AllocatedBuffer* buffer = allocator.Allocate(3, 10, 0);
   ASSERT_NE(buffer, nullptr);
@@ -148,150 +111,44 @@ TEST(ElementsBuffers, AllocatedDataIsRoundedToSixteenBytesAndZeroed) {
   EXPECT_EQ(list.mNumberBuffers, 3U);
   EXPECT_EQ(static_cast<std::byte*>(list.mBuffers[2].mData) - static_cast<std::byte*>(list.mBuffers[0].mData), 32);
   allocator.Deallocate(buffer);
+
+  try {
+    allocator.Allocate(4097, 16, 0);
+    FAIL() << "4097 buffers were allocated";
+  } catch (const std::out_of_range& e) {
+    EXPECT_STREQ(e.what(), "AudioBuffers::Allocate: Too many buffers");
+  }
+  testsupport::CaptureStderr capture;
+  EXPECT_THROW(allocator.Allocate(4096, 0x00200000, 0), std::bad_alloc);
+  EXPECT_EQ(capture.Finish(), "AUBuffer throwing bad_alloc\n");
 }
 
-TEST(ElementsBuffers, InitializationGivesOutputsMemoryAndInputsOnlyWhenFedByACallback) {
-  Instance unit(EffectComponent());
-  auto* effect = testunits::UnitFor<TestEffect>(unit);
-  ASSERT_EQ(AudioUnitInitialize(unit), noErr);
-  EXPECT_TRUE(effect->Output(0)->IOBuffer().HasData());
-  EXPECT_EQ(effect->Output(0)->IOBuffer().GetAllocatedFrames(), ausdk::AUBase::kDefaultMaxFramesPerSlice);
-  EXPECT_FALSE(effect->Input(0)->IOBuffer().HasData());
-  ASSERT_EQ(AudioUnitUninitialize(unit), noErr);
-  EXPECT_EQ(effect->Output(0)->GetBufferList(), nullptr);
-}
-
-TEST(ElementsBuffers, MaximumFramesChangeReallocatesAllocatedBuffers) {
+TEST(ElementsBuffers, InitializationAllocatesOutputsForTheMaximumFramesWhichThenReallocates) {
   Instance unit(EffectComponent());
   auto* effect = testunits::UnitFor<TestEffect>(unit);
   EXPECT_EQ(effect->CanSetMaxFrames(), noErr);
   effect->SetMaxFramesPerSlice(256);
   ASSERT_EQ(AudioUnitInitialize(unit), noErr);
+  EXPECT_TRUE(effect->Output(0)->IOBuffer().HasData());
   EXPECT_EQ(effect->Output(0)->IOBuffer().GetAllocatedFrames(), 256U);
+  EXPECT_FALSE(effect->Input(0)->IOBuffer().HasData());  // not fed by a callback
   EXPECT_EQ(effect->CanSetMaxFrames(), kAudioUnitErr_Initialized);
   effect->SetMaxFramesPerSlice(4096);
   EXPECT_EQ(effect->Output(0)->IOBuffer().GetAllocatedFrames(), 4096U);
+  ASSERT_EQ(AudioUnitUninitialize(unit), noErr);
+  EXPECT_EQ(effect->Output(0)->GetBufferList(), nullptr);
 }
 
 TEST(ElementsFormats, DefaultFormatIsStereoFloatNonInterleavedAt44100) {
   Instance unit(EffectComponent());
   auto* effect = testunits::UnitFor<TestEffect>(unit);
   for (const AudioUnitScope scope : {kAudioUnitScope_Input, kAudioUnitScope_Output, kAudioUnitScope_Global}) {
-    const AudioStreamBasicDescription format = effect->GetStreamFormat(scope, 0);
-    EXPECT_EQ(format.mSampleRate, 44100.0);
-    EXPECT_EQ(format.mFormatID, kAudioFormatLinearPCM);
-    EXPECT_EQ(format.mFormatFlags, 41U);
-    EXPECT_EQ(format.mBytesPerPacket, 4U);
-    EXPECT_EQ(format.mFramesPerPacket, 1U);
-    EXPECT_EQ(format.mBytesPerFrame, 4U);
-    EXPECT_EQ(format.mChannelsPerFrame, 2U);
-    EXPECT_EQ(format.mBitsPerChannel, 32U);
+    const AudioStreamBasicDescription f = effect->GetStreamFormat(scope, 0);
+    EXPECT_EQ(std::make_tuple(f.mSampleRate, f.mFormatID, f.mFormatFlags, f.mBytesPerPacket, f.mFramesPerPacket,
+                              f.mBytesPerFrame, f.mChannelsPerFrame, f.mBitsPerChannel),
+              std::make_tuple(44100.0, kAudioFormatLinearPCM, 41U, 4U, 1U, 4U, 2U, 32U))
+        << scope;
   }
-}
-
-TEST(ElementsFormats, OnlyThirtyTwoBitFloatPcmInOneFramePacketsIsValid) {
-  const auto valid = testunits::FloatFormat(48000, 2);
-  EXPECT_TRUE(ausdk::AUBase::IsValidFormat(valid));
-  auto interleavedMono = testunits::FloatFormat(48000, 1);
-  interleavedMono.mFormatFlags &= ~static_cast<UInt32>(kAudioFormatFlagIsNonInterleaved);
-  EXPECT_TRUE(ausdk::AUBase::IsValidFormat(interleavedMono));
-
-  auto change = [&](auto&& edit) {
-    auto format = valid;
-    edit(format);
-    return ausdk::AUBase::IsValidFormat(format);
-  };
-  EXPECT_FALSE(change([](auto& f) { f.mFormatID = kAudioFormatAppleLossless; }));
-  EXPECT_FALSE(change([](auto& f) { f.mFramesPerPacket = 2; }));
-  EXPECT_FALSE(change([](auto& f) { f.mBytesPerPacket = 8; }));
-  EXPECT_FALSE(change([](auto& f) { f.mFormatFlags &= ~static_cast<UInt32>(kAudioFormatFlagIsFloat); }));
-  EXPECT_FALSE(change([](auto& f) { f.mFormatFlags |= kAudioFormatFlagIsBigEndian; }));
-  EXPECT_FALSE(change([](auto& f) { f.mBitsPerChannel = 64; }));
-  EXPECT_FALSE(change([](auto& f) {
-    f.mFormatFlags &= ~static_cast<UInt32>(kAudioFormatFlagIsNonInterleaved);  // interleaved stereo
-  }));
-  EXPECT_FALSE(change([](auto& f) {
-    f.mBytesPerFrame = 8;
-    f.mBytesPerPacket = 8;
-  }));
-}
-
-TEST(ElementsFormats, ChangingTheFormatUpdatesTheElementAndKeepsEqualFormatsQuiet) {
-  Instance unit(EffectComponent());
-  auto* effect = testunits::UnitFor<TestEffect>(unit);
-  const auto stereo = effect->GetStreamFormat(kAudioUnitScope_Output, 0);
-  const auto mono = testunits::FloatFormat(48000, 1);
-  ASSERT_EQ(effect->ChangeStreamFormat(kAudioUnitScope_Output, 0, stereo, mono), noErr);
-  EXPECT_EQ(effect->GetStreamFormat(kAudioUnitScope_Output, 0).mChannelsPerFrame, 1U);
-  EXPECT_EQ(effect->GetStreamFormat(kAudioUnitScope_Global, 0).mSampleRate, 48000.0);
-  EXPECT_EQ(effect->GetStreamFormat(kAudioUnitScope_Input, 0).mChannelsPerFrame, 2U);
-  // Global changes land on output element 0.
-  ASSERT_EQ(effect->ChangeStreamFormat(kAudioUnitScope_Global, 0, mono, testunits::FloatFormat(96000, 1)), noErr);
-  EXPECT_EQ(effect->GetStreamFormat(kAudioUnitScope_Output, 0).mSampleRate, 96000.0);
-}
-
-TEST(ElementsLayouts, LayoutMustMatchTheChannelCountAndGoesWhenTheFormatChanges) {
-  Instance unit(EffectComponent());
-  auto* effect = testunits::UnitFor<TestEffect>(unit);
-  bool writable = false;
-  EXPECT_EQ(effect->GetAudioChannelLayout(kAudioUnitScope_Output, 0, nullptr, writable), 0U);
-
-  AudioChannelLayout mono{};
-  mono.mChannelLayoutTag = kAudioChannelLayoutTag_Mono;
-  EXPECT_EQ(effect->SetAudioChannelLayout(kAudioUnitScope_Output, 0, &mono), kAudioUnitErr_InvalidPropertyValue);
-
-  AudioChannelLayout bitmap{};
-  bitmap.mChannelLayoutTag = kAudioChannelLayoutTag_UseChannelBitmap;
-  bitmap.mChannelBitmap = kAudioChannelBit_Left | kAudioChannelBit_Right;
-  ASSERT_EQ(effect->SetAudioChannelLayout(kAudioUnitScope_Output, 0, &bitmap), noErr);
-  AudioChannelLayout copy{};
-  EXPECT_EQ(effect->GetAudioChannelLayout(kAudioUnitScope_Output, 0, &copy, writable), 12U + 20U * 0U);
-  EXPECT_TRUE(writable);
-  EXPECT_EQ(copy.mChannelBitmap, bitmap.mChannelBitmap);
-
-  // Two descriptions: the layout is stored whole.
-  alignas(AudioChannelLayout) std::byte storage[12 + 2 * 20] = {};
-  auto* described = reinterpret_cast<AudioChannelLayout*>(storage);
-  described->mChannelLayoutTag = kAudioChannelLayoutTag_UseChannelDescriptions;
-  described->mNumberChannelDescriptions = 2;
-  described->mChannelDescriptions[0].mChannelLabel = kAudioChannelLabel_Left;
-  described->mChannelDescriptions[1].mChannelLabel = kAudioChannelLabel_Right;
-  ASSERT_EQ(effect->SetAudioChannelLayout(kAudioUnitScope_Input, 0, described), noErr);
-  EXPECT_EQ(effect->GetAudioChannelLayout(kAudioUnitScope_Input, 0, nullptr, writable), 52U);
-
-  // A mono format no longer fits the stereo layouts.
-  const auto stereo = effect->GetStreamFormat(kAudioUnitScope_Output, 0);
-  ASSERT_EQ(effect->ChangeStreamFormat(kAudioUnitScope_Output, 0, stereo, testunits::FloatFormat(44100, 1)), noErr);
-  EXPECT_EQ(effect->GetAudioChannelLayout(kAudioUnitScope_Output, 0, nullptr, writable), 0U);
-  // Same channel count, other rate: the layout stays.
-  ASSERT_EQ(effect->ChangeStreamFormat(kAudioUnitScope_Input, 0, stereo, testunits::FloatFormat(48000, 2)), noErr);
-  EXPECT_EQ(effect->GetAudioChannelLayout(kAudioUnitScope_Input, 0, nullptr, writable), 52U);
-  EXPECT_EQ(effect->RemoveAudioChannelLayout(kAudioUnitScope_Input, 0), noErr);
-  EXPECT_EQ(effect->GetAudioChannelLayout(kAudioUnitScope_Input, 0, nullptr, writable), 0U);
-  EXPECT_TRUE(effect->GetChannelLayoutTags(kAudioUnitScope_Output, 0).empty());
-}
-
-TEST(ElementsScopes, BusCountsChangeOnlyWhileUninitializedAndGlobalStaysAtOne) {
-  Instance unit(testunits::Register<ausdk::AUBaseLookup, MultiBusUnit>(kAudioUnitType_Effect, 'elm4'));
-  auto* multi = testunits::UnitFor<MultiBusUnit>(unit);
-  EXPECT_EQ(multi->GetScope(kAudioUnitScope_Input).GetNumberOfElements(), 2U);
-  EXPECT_EQ(multi->GetScope(kAudioUnitScope_Output).GetNumberOfElements(), 3U);
-  EXPECT_EQ(multi->GetScope(kAudioUnitScope_Group).GetNumberOfElements(), 2U);
-
-  ASSERT_EQ(multi->SetBusCount(kAudioUnitScope_Output, 5), noErr);
-  EXPECT_NE(multi->GetElement(kAudioUnitScope_Output, 4)->AsIOElement(), nullptr);
-  ASSERT_EQ(multi->SetBusCount(kAudioUnitScope_Input, 1), noErr);
-  EXPECT_EQ(multi->GetElement(kAudioUnitScope_Input, 1), nullptr);
-  try {
-    multi->SetBusCount(kAudioUnitScope_Global, 2);
-    FAIL() << "a second global element was made";
-  } catch (const ausdk::AUException& e) {
-    EXPECT_EQ(e.mError, kAudioUnitErr_InvalidScope);
-  }
-  ASSERT_EQ(AudioUnitInitialize(unit), noErr);
-  EXPECT_EQ(multi->SetBusCount(kAudioUnitScope_Output, 1), kAudioUnitErr_Initialized);
-  EXPECT_THROW((void)multi->GetScope(7), ausdk::AUException);
-  EXPECT_THROW((void)multi->IOElement(kAudioUnitScope_Group, 0), ausdk::AUException);
 }
 
 }  // namespace

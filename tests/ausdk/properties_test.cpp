@@ -17,10 +17,12 @@
 
 namespace {
 
+using testunits::Get;
 using testunits::Instance;
 using testunits::MultiBusUnit;
+using testunits::Set;
 using testunits::TestEffect;
-using testunits::ThrowingUnit;
+using testunits::Value;
 
 constexpr AudioUnitPropertyID kCustomProperty = 0x30000;
 
@@ -115,24 +117,14 @@ struct Announcement {
   AudioUnitElement element;
   bool operator==(const Announcement&) const = default;
 };
+using Heard = std::vector<Announcement>;
 
 void Record(void* refCon, AudioUnit /*unit*/, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element) {
-  static_cast<std::vector<Announcement>*>(refCon)->push_back({id, scope, element});
+  static_cast<Heard*>(refCon)->push_back({id, scope, element});
 }
 
 void RecordAgain(void* refCon, AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element) {
   Record(refCon, unit, id, scope, element);
-}
-
-template <typename T>
-OSStatus Get(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element, T& value) {
-  UInt32 size = sizeof value;
-  return AudioUnitGetProperty(unit, id, scope, element, &value, &size);
-}
-
-template <typename T>
-OSStatus Set(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element, const T& value) {
-  return AudioUnitSetProperty(unit, id, scope, element, &value, sizeof value);
 }
 
 OSStatus Remove(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element) {
@@ -153,6 +145,14 @@ OSStatus Info(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, Audi
   return AudioUnitGetPropertyInfo(unit, id, scope, element, &size, &writable);
 }
 
+// The size of a property whose info must be readable.
+UInt32 SizeOf(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element = 0) {
+  UInt32 size = 0;
+  Boolean writable = 0;
+  EXPECT_EQ(Info(unit, id, scope, element, size, writable), noErr) << "property " << id;
+  return size;
+}
+
 // A fresh instance of `Unit` with every announcement of `watched` recorded.
 template <typename Unit>
 class Host {
@@ -166,12 +166,13 @@ class Host {
   Unit* object() const { return testunits::UnitFor<Unit>(unit); }
 
   Instance unit;
-  std::vector<Announcement> heard;
+  Heard heard;
 };
 
 constexpr AudioUnitScope kGlobal = kAudioUnitScope_Global;
 constexpr AudioUnitScope kInput = kAudioUnitScope_Input;
 constexpr AudioUnitScope kOutput = kAudioUnitScope_Output;
+constexpr AudioUnitScope kGroup = kAudioUnitScope_Group;
 
 TEST(PropertiesInfo, SizesAndWritabilityOfTheBaseRows) {
   Host<TestEffect> host('prp1', {});
@@ -239,22 +240,16 @@ TEST(PropertiesInfo, OptionalRowsAreInvalidUnlessTheUnitOffersThem) {
       noErr);
   EXPECT_EQ(channelsSize, 8U);
   EXPECT_EQ(channels[1].outChannels, 2);
-  Float64 seconds = 0;
-  ASSERT_EQ(Get(rich.unit, kAudioUnitProperty_TailTime, kGlobal, 0, seconds), noErr);
-  EXPECT_DOUBLE_EQ(seconds, 0.25);
-  ASSERT_EQ(Get(rich.unit, kAudioUnitProperty_Latency, kGlobal, 0, seconds), noErr);
-  EXPECT_DOUBLE_EQ(seconds, 0.005);
+  EXPECT_DOUBLE_EQ(Value<Float64>(rich.unit, kAudioUnitProperty_TailTime), 0.25);
+  EXPECT_DOUBLE_EQ(Value<Float64>(rich.unit, kAudioUnitProperty_Latency), 0.005);
   CFURLRef icon = nullptr;
   ASSERT_EQ(Get(rich.unit, kAudioUnitProperty_IconLocation, kGlobal, 0, icon), noErr);
   ASSERT_NE(icon, nullptr);
   EXPECT_EQ(CFGetRetainCount(icon), 1);  // a copy for the caller
   CFRelease(icon);
-  AudioChannelLayoutTag tags[2] = {};
-  UInt32 tagsSize = sizeof tags;
-  ASSERT_EQ(AudioUnitGetProperty(rich.unit, kAudioUnitProperty_SupportedChannelLayoutTags, kInput, 0, tags, &tagsSize),
-            noErr);
-  EXPECT_EQ(tags[0], kAudioChannelLayoutTag_Stereo);
-  EXPECT_EQ(tags[1], kAudioChannelLayoutTag_Mono);
+  const auto tags =
+      Value<std::array<AudioChannelLayoutTag, 2>>(rich.unit, kAudioUnitProperty_SupportedChannelLayoutTags, kInput);
+  EXPECT_EQ(tags, (std::array<AudioChannelLayoutTag, 2>{kAudioChannelLayoutTag_Stereo, kAudioChannelLayoutTag_Mono}));
   // Offered tags but no layout set: the value, not the property, is missing.
   EXPECT_EQ(Info(rich.unit, kAudioUnitProperty_AudioChannelLayout, kOutput, 0, size, writable),
             kAudioUnitErr_InvalidPropertyValue);
@@ -262,14 +257,11 @@ TEST(PropertiesInfo, OptionalRowsAreInvalidUnlessTheUnitOffersThem) {
 
 TEST(PropertiesInfo, ParameterPropertiesGoToTheUnit) {
   Host<TestEffect> plain('prp5', {});
-  AudioUnitParameterInfo info{};
-  ASSERT_EQ(Get(plain.unit, kAudioUnitProperty_ParameterInfo, kGlobal, 0, info), noErr);
+  AudioUnitParameterInfo info = Value<AudioUnitParameterInfo>(plain.unit, kAudioUnitProperty_ParameterInfo);
   EXPECT_STREQ(info.name, "gain");
   EXPECT_FLOAT_EQ(info.maxValue, 4.0F);
   EXPECT_EQ(Get(plain.unit, kAudioUnitProperty_ParameterInfo, kGlobal, 9, info), kAudioUnitErr_InvalidParameter);
-  AudioUnitParameterID ids[1] = {99};
-  ASSERT_EQ(Get(plain.unit, kAudioUnitProperty_ParameterList, kGlobal, 0, ids), noErr);
-  EXPECT_EQ(ids[0], 0U);
+  EXPECT_EQ(Value<AudioUnitParameterID>(plain.unit, kAudioUnitProperty_ParameterList), 0U);
   CFArrayRef strings = nullptr;
   EXPECT_EQ(Get(plain.unit, kAudioUnitProperty_ParameterValueStrings, kGlobal, 0, strings),
             kAudioUnitErr_InvalidProperty);
@@ -278,14 +270,10 @@ TEST(PropertiesInfo, ParameterPropertiesGoToTheUnit) {
             kAudioUnitErr_InvalidProperty);
 
   Host<RichUnit> rich('prp6', {});
-  UInt32 size = 0;
-  Boolean writable = 1;
-  ASSERT_EQ(Info(rich.unit, kAudioUnitProperty_ParameterList, kGlobal, 0, size, writable), noErr);
-  EXPECT_EQ(size, 8U);
-  AudioUnitParameterID richIds[2] = {};
-  ASSERT_EQ(Get(rich.unit, kAudioUnitProperty_ParameterList, kGlobal, 0, richIds), noErr);
-  EXPECT_EQ(richIds[1], 7U);
-  ASSERT_EQ(Get(rich.unit, kAudioUnitProperty_ParameterHistoryInfo, kGlobal, 0, history), noErr);
+  EXPECT_EQ(SizeOf(rich.unit, kAudioUnitProperty_ParameterList, kGlobal), 8U);
+  const auto ids = Value<std::array<AudioUnitParameterID, 2>>(rich.unit, kAudioUnitProperty_ParameterList);
+  EXPECT_EQ(ids[1], 7U);
+  history = Value<AudioUnitParameterHistoryInfo>(rich.unit, kAudioUnitProperty_ParameterHistoryInfo);
   EXPECT_FLOAT_EQ(history.updatesPerSecond, 30.0F);
   EXPECT_FLOAT_EQ(history.historyDurationInSeconds, 2.0F);
   AudioUnitParameterNameInfo clump{1, -1, nullptr};
@@ -296,64 +284,60 @@ TEST(PropertiesInfo, ParameterPropertiesGoToTheUnit) {
   EXPECT_TRUE(CFEqual(clump.outName, CFSTR("From the unit")));
 }
 
-TEST(PropertiesInfo, OtherPropertiesAndReadOnlyRowsGoToTheUnit) {
+TEST(PropertiesInfo, OtherPropertiesAndWritesToReadOnlyRowsGoToTheUnitAndWriteOnlyRowsAreNotRead) {
   Host<RichUnit> rich('prp7', {});
-  UInt32 value = 0;
-  ASSERT_EQ(Get(rich.unit, kCustomProperty, kGlobal, 0, value), noErr);
-  EXPECT_EQ(value, 11U);
+  EXPECT_EQ(Value<UInt32>(rich.unit, kCustomProperty), 11U);
   ASSERT_EQ(Set(rich.unit, kCustomProperty, kGlobal, 0, UInt32{23}), noErr);
-  ASSERT_EQ(Get(rich.unit, kCustomProperty, kGlobal, 0, value), noErr);
-  EXPECT_EQ(value, 23U);
+  EXPECT_EQ(Value<UInt32>(rich.unit, kCustomProperty), 23U);
   EXPECT_EQ(Set(rich.unit, kAudioUnitProperty_Latency, kGlobal, 0, Float64{1.0}), kAudioUnitErr_InvalidProperty);
   EXPECT_EQ(rich.object()->setProperties,
             (std::vector<AudioUnitPropertyID>{kCustomProperty, kAudioUnitProperty_Latency}));
   EXPECT_EQ(Remove(rich.unit, kCustomProperty, kGlobal, 0), kAudioUnitErr_InvalidPropertyValue);
+  // The render callback and the connection are write-only.
+  AURenderCallbackStruct callback{};
+  EXPECT_EQ(Get(rich.unit, kAudioUnitProperty_SetRenderCallback, kInput, 0, callback), kAudioUnitErr_InvalidProperty);
+  AudioUnitConnection connection{};
+  EXPECT_EQ(Get(rich.unit, kAudioUnitProperty_MakeConnection, kInput, 0, connection), kAudioUnitErr_InvalidProperty);
 }
 
-TEST(PropertiesRefusals, WrongScopesAreInvalidScope) {
+TEST(PropertiesRefusals, WrongScopesAndMissingElementsAreRefused) {
   Host<TestEffect> host('prp8', {});
+  constexpr OSStatus kScope = kAudioUnitErr_InvalidScope;
+  constexpr OSStatus kElement = kAudioUnitErr_InvalidElement;
+  const std::tuple<AudioUnitPropertyID, AudioUnitScope, AudioUnitElement, OSStatus> kRefused[] = {
+      {kAudioUnitProperty_ClassInfo, kInput, 0, kScope},
+      {kAudioUnitProperty_ClassInfo, kOutput, 0, kScope},
+      {kAudioUnitProperty_MaximumFramesPerSlice, kOutput, 0, kScope},
+      {kAudioUnitProperty_LastRenderError, kInput, 0, kScope},
+      {kAudioUnitProperty_ContextName, kOutput, 0, kScope},
+      {kAudioUnitProperty_PresentPreset, kInput, 0, kScope},
+      {kAudioUnitProperty_MakeConnection, kGlobal, 0, kScope},
+      {kAudioUnitProperty_SetRenderCallback, kOutput, 0, kScope},
+      {kAudioUnitProperty_ShouldAllocateBuffer, kGlobal, 0, kScope},
+      {kAudioUnitProperty_ElementCount, 9, 0, kScope},
+      {kAudioUnitProperty_StreamFormat, 9, 0, kScope},
+      {kAudioUnitProperty_StreamFormat, kInput, 1, kElement},
+      {kAudioUnitProperty_SampleRate, kInput, 1, kElement},
+      {kAudioUnitProperty_ElementName, kInput, 1, kElement},
+      {kAudioUnitProperty_ShouldAllocateBuffer, kInput, 1, kElement},
+  };
   UInt32 size = 0;
   Boolean writable = 0;
-  const std::pair<AudioUnitPropertyID, AudioUnitScope> kWrongScopes[] = {
-      {kAudioUnitProperty_ClassInfo, kInput},
-      {kAudioUnitProperty_ClassInfo, kOutput},
-      {kAudioUnitProperty_MaximumFramesPerSlice, kOutput},
-      {kAudioUnitProperty_LastRenderError, kInput},
-      {kAudioUnitProperty_ContextName, kOutput},
-      {kAudioUnitProperty_PresentPreset, kInput},
-      {kAudioUnitProperty_MakeConnection, kGlobal},
-      {kAudioUnitProperty_SetRenderCallback, kOutput},
-      {kAudioUnitProperty_ShouldAllocateBuffer, kGlobal},
-      {kAudioUnitProperty_ElementCount, 9},
-      {kAudioUnitProperty_StreamFormat, 9},
-  };
-  for (const auto& [id, scope] : kWrongScopes) {
-    EXPECT_EQ(Info(host.unit, id, scope, 0, size, writable), kAudioUnitErr_InvalidScope) << id << "/" << scope;
+  for (const auto& [id, scope, element, status] : kRefused) {
+    EXPECT_EQ(Info(host.unit, id, scope, element, size, writable), status) << id << "/" << scope << "/" << element;
   }
   CFPropertyListRef state = nullptr;
-  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_ClassInfo, kInput, 0, state), kAudioUnitErr_InvalidScope);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ClassInfo, kOutput, 0, state), kAudioUnitErr_InvalidScope);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_MaximumFramesPerSlice, kInput, 0, UInt32{256}),
-            kAudioUnitErr_InvalidScope);
-  EXPECT_EQ(Remove(host.unit, kAudioUnitProperty_NickName, kInput, 0), kAudioUnitErr_InvalidScope);
-  EXPECT_EQ(Remove(host.unit, kAudioUnitProperty_HostCallbacks, kOutput, 0), kAudioUnitErr_InvalidScope);
-}
-
-TEST(PropertiesRefusals, MissingElementsAreInvalidElement) {
-  Host<TestEffect> host('prp9', {});
-  UInt32 size = 0;
-  Boolean writable = 0;
-  for (const auto id : {kAudioUnitProperty_StreamFormat, kAudioUnitProperty_SampleRate, kAudioUnitProperty_ElementName,
-                        kAudioUnitProperty_ShouldAllocateBuffer}) {
-    EXPECT_EQ(Info(host.unit, id, kInput, 1, size, writable), kAudioUnitErr_InvalidElement) << id;
-  }
+  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_ClassInfo, kInput, 0, state), kScope);
+  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ClassInfo, kOutput, 0, state), kScope);
+  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_MaximumFramesPerSlice, kInput, 0, UInt32{256}), kScope);
+  EXPECT_EQ(Remove(host.unit, kAudioUnitProperty_NickName, kInput, 0), kScope);
+  EXPECT_EQ(Remove(host.unit, kAudioUnitProperty_HostCallbacks, kOutput, 0), kScope);
   AudioStreamBasicDescription format = testunits::FloatFormat(48000, 2);
-  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 3, format), kAudioUnitErr_InvalidElement);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 3, format), kAudioUnitErr_InvalidElement);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_SampleRate, kInput, 2, Float64{48000}), kAudioUnitErr_InvalidElement);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ElementName, kOutput, 1, CFSTR("x")), kAudioUnitErr_InvalidElement);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kOutput, 1, UInt32{0}),
-            kAudioUnitErr_InvalidElement);
+  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 3, format), kElement);
+  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 3, format), kElement);
+  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_SampleRate, kInput, 2, Float64{48000}), kElement);
+  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ElementName, kOutput, 1, CFSTR("x")), kElement);
+  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kOutput, 1, UInt32{0}), kElement);
 }
 
 TEST(PropertiesRefusals, WrongSizesAreInvalidValuesAndStoreNothing) {
@@ -383,84 +367,85 @@ TEST(PropertiesRefusals, WrongSizesAreInvalidValuesAndStoreNothing) {
   EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ElementName, kInput, 0, number), kAudioUnitErr_InvalidPropertyValue);
   CFRelease(number);
   EXPECT_TRUE(host.heard.empty());
-  UInt32 frames = 0;
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, 0, frames), noErr);
-  EXPECT_EQ(frames, ausdk::AUBase::kDefaultMaxFramesPerSlice);
+  EXPECT_EQ(Value<UInt32>(host.unit, kAudioUnitProperty_MaximumFramesPerSlice),
+            ausdk::AUBase::kDefaultMaxFramesPerSlice);
 }
 
-TEST(PropertiesRefusals, ExceptionsFromAPropertyBecomeStatuses) {
-  Host<ThrowingUnit> host('prq2', {});
-  UInt32 value = 0;
-  ASSERT_EQ(Get(host.unit, ThrowingUnit::kThrowingProperty, kGlobal, 0, value), noErr);
-  EXPECT_EQ(value, 42U);
-  const std::pair<ThrowingUnit::What, OSStatus> kConversions[] = {
-      {ThrowingUnit::What::AUException, kAudioUnitErr_FailedInitialization},
-      {ThrowingUnit::What::BadAlloc, kAudio_MemFullError},
-      {ThrowingUnit::What::OSStatusValue, -12345},
-      {ThrowingUnit::What::SystemError, 77},
-      {ThrowingUnit::What::Other, -1},
-  };
-  for (const auto& [what, status] : kConversions) {
-    host.object()->throwInProperty = what;
-    EXPECT_EQ(Get(host.unit, ThrowingUnit::kThrowingProperty, kGlobal, 0, value), status);
-  }
-}
+using Format = AudioStreamBasicDescription;
 
 TEST(PropertiesFormats, FormatChangesGoThroughTheUnitAndAreAnnounced) {
   Host<TestEffect> host('prq3', {kAudioUnitProperty_StreamFormat, kAudioUnitProperty_SampleRate});
-  const AudioStreamBasicDescription mono = testunits::FloatFormat(48000, 1);
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kInput, 0, mono), noErr);
+  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kInput, 0, testunits::FloatFormat(48000, 1)), noErr);
   ASSERT_EQ(Set(host.unit, kAudioUnitProperty_SampleRate, kOutput, 0, Float64{96000}), noErr);
-  AudioStreamBasicDescription format{};
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kInput, 0, format), noErr);
+  Format format = Value<Format>(host.unit, kAudioUnitProperty_StreamFormat, kInput);
   EXPECT_EQ(format.mChannelsPerFrame, 1U);
   EXPECT_DOUBLE_EQ(format.mSampleRate, 48000);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kGlobal, 0, format), noErr);  // output 0's
+  format = Value<Format>(host.unit, kAudioUnitProperty_StreamFormat, kGlobal);  // output 0's
   EXPECT_DOUBLE_EQ(format.mSampleRate, 96000);
   EXPECT_EQ(format.mChannelsPerFrame, 2U);
-  Float64 rate = 0;
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_SampleRate, kOutput, 0, rate), noErr);
-  EXPECT_DOUBLE_EQ(rate, 96000);
-  EXPECT_EQ(host.heard, (std::vector<Announcement>{{kAudioUnitProperty_StreamFormat, kInput, 0},
-                                                   {kAudioUnitProperty_StreamFormat, kOutput, 0}}));
+  EXPECT_DOUBLE_EQ(Value<Float64>(host.unit, kAudioUnitProperty_SampleRate, kOutput), 96000);
+  // A global change lands on output 0.
+  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kGlobal, 0, testunits::FloatFormat(22050, 1)), noErr);
+  EXPECT_EQ(Value<Format>(host.unit, kAudioUnitProperty_StreamFormat, kOutput).mChannelsPerFrame, 1U);
+  EXPECT_EQ(host.heard, (Heard{{kAudioUnitProperty_StreamFormat, kInput, 0},
+                               {kAudioUnitProperty_StreamFormat, kOutput, 0},
+                               {kAudioUnitProperty_StreamFormat, kGlobal, 0}}));
+
+  // A smaller buffer gets the first bytes; none gets the size.
+  Float64 firstField = 0;
+  UInt32 size = sizeof firstField;
+  ASSERT_EQ(AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, &firstField, &size), noErr);
+  EXPECT_EQ(size, sizeof firstField);
+  EXPECT_DOUBLE_EQ(firstField, 22050);
+  size = 0;
+  ASSERT_EQ(AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, nullptr, &size), noErr);
+  EXPECT_EQ(size, sizeof(Format));
 }
 
-TEST(PropertiesFormats, ImplausibleOrUnsupportedFormatsAreRefused) {
+TEST(PropertiesFormats, OnlyPlausibleThirtyTwoBitFloatPcmInOneFramePacketsIsAccepted) {
   Host<TestEffect> host('prq4', {kAudioUnitProperty_StreamFormat});
   auto with = [](auto change) {
-    AudioStreamBasicDescription format = testunits::FloatFormat(48000, 2);
+    Format format = testunits::FloatFormat(48000, 2);
     change(format);
     return format;
   };
-  using F = AudioStreamBasicDescription&;
-  const AudioStreamBasicDescription kRefused[] = {
-      with([](F f) { f.mSampleRate = 0; }),
-      with([](F f) { f.mSampleRate = -44100; }),
+  using F = Format&;
+  constexpr auto kIsFloat = static_cast<UInt32>(kAudioFormatFlagIsFloat);
+  const Format kRefused[] = {
+      // Implausible: nothing to ask the unit about.
+      with([](F f) { f.mSampleRate = 0; }), with([](F f) { f.mSampleRate = -44100; }),
       with([](F f) { f.mSampleRate = std::numeric_limits<double>::quiet_NaN(); }),
       with([](F f) { f.mSampleRate = std::numeric_limits<double>::infinity(); }),
-      with([](F f) { f.mChannelsPerFrame = 0; }),
-      with([](F f) { f.mChannelsPerFrame = 100000; }),
-      with([](F f) { f.mBytesPerFrame = f.mBytesPerPacket = 0; }),
-      with([](F f) { f.mFramesPerPacket = 0; }),
+      with([](F f) { f.mChannelsPerFrame = 0; }), with([](F f) { f.mChannelsPerFrame = 100000; }),
+      with([](F f) { f.mBytesPerFrame = f.mBytesPerPacket = 0; }), with([](F f) { f.mFramesPerPacket = 0; }),
       with([](F f) { f.mFormatID = 0; }),
+      // Plausible, but not what the unit renders.
+      with([](F f) { f.mFormatID = kAudioFormatAppleLossless; }), with([](F f) { f.mFramesPerPacket = 2; }),
+      with([](F f) { f.mBytesPerPacket = 8; }),
       with([](F f) { f.mFormatFlags = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsNonInterleaved; }),
+      with([&](F f) { f.mFormatFlags &= ~kIsFloat; }), with([](F f) { f.mFormatFlags |= kAudioFormatFlagIsBigEndian; }),
+      with([](F f) { f.mBitsPerChannel = 64; }),
       with([](F f) { f.mFormatFlags = kAudioFormatFlagsNativeFloatPacked; }),  // interleaved, 4 bytes for 2 channels
+      with([](F f) { f.mBytesPerFrame = f.mBytesPerPacket = 8; }),             // non-interleaved, 8 bytes a channel
   };
-  for (const auto& format : kRefused) {
-    EXPECT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, format), kAudioUnitErr_FormatNotSupported);
+  for (size_t i = 0; i < std::size(kRefused); ++i) {
+    EXPECT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, kRefused[i]),
+              kAudioUnitErr_FormatNotSupported)
+        << "case " << i;
   }
   EXPECT_EQ(Set(host.unit, kAudioUnitProperty_SampleRate, kInput, 0, Float64{0}), kAudioUnitErr_FormatNotSupported);
   EXPECT_EQ(Set(host.unit, kAudioUnitProperty_SampleRate, kInput, 0, std::nan("")), kAudioUnitErr_FormatNotSupported);
-  AudioStreamBasicDescription format{};
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, format), noErr);
-  EXPECT_DOUBLE_EQ(format.mSampleRate, 44100);
+  EXPECT_DOUBLE_EQ(Value<Format>(host.unit, kAudioUnitProperty_StreamFormat, kOutput).mSampleRate, 44100);
   EXPECT_TRUE(host.heard.empty());
+  // Interleaved is fine for one channel.
+  Format interleavedMono = testunits::FloatFormat(48000, 1);
+  interleavedMono.mFormatFlags &= ~static_cast<UInt32>(kAudioFormatFlagIsNonInterleaved);
+  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, interleavedMono), noErr);
 }
 
 TEST(PropertiesFormats, FixedFormatsRefuseChangesButAcceptTheirOwnFormat) {
   Host<FixedFormatUnit> host('prq5', {kAudioUnitProperty_StreamFormat});
-  AudioStreamBasicDescription current{};
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kInput, 0, current), noErr);
+  const Format current = Value<Format>(host.unit, kAudioUnitProperty_StreamFormat, kInput);
   EXPECT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kInput, 0, current), noErr);
   EXPECT_EQ(Set(host.unit, kAudioUnitProperty_SampleRate, kOutput, 0, current.mSampleRate), noErr);
   EXPECT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kInput, 0, testunits::FloatFormat(48000, 2)),
@@ -470,144 +455,115 @@ TEST(PropertiesFormats, FixedFormatsRefuseChangesButAcceptTheirOwnFormat) {
   EXPECT_TRUE(host.heard.empty());
 }
 
-TEST(PropertiesFormats, GetIntoASmallerBufferGivesTheFirstBytes) {
-  Host<TestEffect> host('prq6', {});
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_SampleRate, kOutput, 0, Float64{22050}), noErr);
-  Float64 firstField = 0;
-  UInt32 size = sizeof firstField;
-  ASSERT_EQ(AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, &firstField, &size), noErr);
-  EXPECT_EQ(size, sizeof firstField);
-  EXPECT_DOUBLE_EQ(firstField, 22050);
-  size = 0;
-  ASSERT_EQ(AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, nullptr, &size), noErr);
-  EXPECT_EQ(size, sizeof(AudioStreamBasicDescription));
-}
-
-TEST(PropertiesFormats, ChannelLayoutSetGetAndRemove) {
-  Host<TestEffect> host('prq7', {kAudioUnitProperty_AudioChannelLayout});
+TEST(PropertiesFormats, ChannelLayoutMustFitTheBusAndGoesWhenItsChannelCountChanges) {
+  const AudioUnitPropertyID kLayout = kAudioUnitProperty_AudioChannelLayout;
+  Host<TestEffect> host('prq7', {kLayout});
   AudioChannelLayout layout{};
   layout.mChannelLayoutTag = kAudioChannelLayoutTag_Mono;
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_AudioChannelLayout, kOutput, 0, layout),
-            kAudioUnitErr_InvalidPropertyValue);  // the bus carries two channels
-  layout.mChannelLayoutTag = kAudioChannelLayoutTag_Stereo;
+  EXPECT_EQ(Set(host.unit, kLayout, kOutput, 0, layout), kAudioUnitErr_InvalidPropertyValue);  // two channels
   // Only the header: a tag needs no channel descriptions.
-  ASSERT_EQ(AudioUnitSetProperty(host.unit, kAudioUnitProperty_AudioChannelLayout, kOutput, 0, &layout,
-                                 offsetof(AudioChannelLayout, mChannelDescriptions)),
-            noErr);
+  const UInt32 kHeader = offsetof(AudioChannelLayout, mChannelDescriptions);
+  layout.mChannelLayoutTag = kAudioChannelLayoutTag_Stereo;
+  ASSERT_EQ(AudioUnitSetProperty(host.unit, kLayout, kOutput, 0, &layout, kHeader), noErr);
   UInt32 size = 0;
   Boolean writable = 0;
-  ASSERT_EQ(Info(host.unit, kAudioUnitProperty_AudioChannelLayout, kOutput, 0, size, writable), noErr);
-  EXPECT_EQ(size, offsetof(AudioChannelLayout, mChannelDescriptions));
+  ASSERT_EQ(Info(host.unit, kLayout, kOutput, 0, size, writable), noErr);
+  EXPECT_EQ(size, kHeader);
   EXPECT_TRUE(writable);
-  AudioChannelLayout got{};
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_AudioChannelLayout, kOutput, 0, got), noErr);
-  EXPECT_EQ(got.mChannelLayoutTag, kAudioChannelLayoutTag_Stereo);
-  ASSERT_EQ(Remove(host.unit, kAudioUnitProperty_AudioChannelLayout, kOutput, 0), noErr);
-  EXPECT_EQ(Info(host.unit, kAudioUnitProperty_AudioChannelLayout, kOutput, 0, size, writable),
-            kAudioUnitErr_InvalidProperty);
-  EXPECT_EQ(host.heard, (std::vector<Announcement>{{kAudioUnitProperty_AudioChannelLayout, kOutput, 0},
-                                                   {kAudioUnitProperty_AudioChannelLayout, kOutput, 0}}));
+  EXPECT_EQ(Value<AudioChannelLayout>(host.unit, kLayout, kOutput).mChannelLayoutTag, kAudioChannelLayoutTag_Stereo);
+  layout.mChannelLayoutTag = kAudioChannelLayoutTag_UseChannelBitmap;
+  layout.mChannelBitmap = kAudioChannelBit_Left | kAudioChannelBit_Right;
+  ASSERT_EQ(Set(host.unit, kLayout, kOutput, 0, layout), noErr);
+  EXPECT_EQ(Value<AudioChannelLayout>(host.unit, kLayout, kOutput).mChannelBitmap, layout.mChannelBitmap);
+
+  // Two descriptions: the layout is stored whole, and stays while the bus keeps two channels.
+  alignas(AudioChannelLayout) std::byte storage[12 + 2 * 20] = {};
+  auto* described = reinterpret_cast<AudioChannelLayout*>(storage);
+  described->mChannelLayoutTag = kAudioChannelLayoutTag_UseChannelDescriptions;
+  described->mNumberChannelDescriptions = 2;
+  described->mChannelDescriptions[0].mChannelLabel = kAudioChannelLabel_Left;
+  described->mChannelDescriptions[1].mChannelLabel = kAudioChannelLabel_Right;
+  ASSERT_EQ(AudioUnitSetProperty(host.unit, kLayout, kInput, 0, storage, sizeof storage), noErr);
+  EXPECT_EQ(SizeOf(host.unit, kLayout, kInput), 52U);
+  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kInput, 0, testunits::FloatFormat(48000, 2)), noErr);
+  EXPECT_EQ(SizeOf(host.unit, kLayout, kInput), 52U);
+  ASSERT_EQ(Remove(host.unit, kLayout, kInput, 0), noErr);
+  EXPECT_EQ(Info(host.unit, kLayout, kInput, 0, size, writable), kAudioUnitErr_InvalidProperty);
+  EXPECT_EQ(host.heard,
+            (Heard{{kLayout, kOutput, 0}, {kLayout, kOutput, 0}, {kLayout, kInput, 0}, {kLayout, kInput, 0}}));
+
+  // A mono format no longer fits the stereo layout.
+  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, testunits::FloatFormat(44100, 1)), noErr);
+  EXPECT_EQ(Info(host.unit, kLayout, kOutput, 0, size, writable), kAudioUnitErr_InvalidProperty);
 }
 
 TEST(PropertiesValues, MaximumFramesPerSliceIsFixedOnceInitialized) {
-  Host<TestEffect> host('prq8', {kAudioUnitProperty_MaximumFramesPerSlice});
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, 0, UInt32{512}), noErr);
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, 0, UInt32{512}), noErr);
+  const AudioUnitPropertyID kMaxFrames = kAudioUnitProperty_MaximumFramesPerSlice;
+  Host<TestEffect> host('prq8', {kMaxFrames});
+  ASSERT_EQ(Set(host.unit, kMaxFrames, kGlobal, 0, UInt32{512}), noErr);
+  ASSERT_EQ(Set(host.unit, kMaxFrames, kGlobal, 0, UInt32{512}), noErr);
   ASSERT_EQ(AudioUnitInitialize(host.unit), noErr);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, 0, UInt32{1024}),
-            kAudioUnitErr_Initialized);
-  UInt32 frames = 0;
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, 0, frames), noErr);
-  EXPECT_EQ(frames, 512U);
-  EXPECT_EQ(host.heard, (std::vector<Announcement>{{kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, 0}}));
+  EXPECT_EQ(Set(host.unit, kMaxFrames, kGlobal, 0, UInt32{1024}), kAudioUnitErr_Initialized);
+  EXPECT_EQ(Value<UInt32>(host.unit, kMaxFrames), 512U);
+  EXPECT_EQ(host.heard, (Heard{{kMaxFrames, kGlobal, 0}}));
 }
 
-TEST(PropertiesValues, LastRenderErrorIsClearedByReadingIt) {
-  Host<TestEffect> host('prq9', {});
-  AudioUnitRenderActionFlags flags = 0;
-  const AudioTimeStamp time = testunits::SampleTime(0);
-  testunits::BufferList buffers(2, 64);
-  ASSERT_EQ(AudioUnitRender(host.unit, &flags, &time, 0, 64, buffers.get()), kAudioUnitErr_Uninitialized);
-  OSStatus error = 0;
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_LastRenderError, kGlobal, 0, error), noErr);
-  EXPECT_EQ(error, kAudioUnitErr_Uninitialized);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_LastRenderError, kGlobal, 0, error), noErr);
-  EXPECT_EQ(error, noErr);
-}
-
-TEST(PropertiesValues, ElementCountOfAMultiBusUnit) {
-  Host<MultiBusUnit> host('prr1', {kAudioUnitProperty_ElementCount});
+TEST(PropertiesValues, ElementCountsChangeOnlyWhileUninitializedAndGlobalStaysAtOne) {
+  const AudioUnitPropertyID kCount = kAudioUnitProperty_ElementCount;
+  Host<MultiBusUnit> host('prr1', {kCount});
   UInt32 size = 0;
   Boolean writable = 0;
-  ASSERT_EQ(Info(host.unit, kAudioUnitProperty_ElementCount, kOutput, 0, size, writable), noErr);
+  ASSERT_EQ(Info(host.unit, kCount, kOutput, 0, size, writable), noErr);
   EXPECT_TRUE(writable);
-  UInt32 count = 0;
-  const std::pair<AudioUnitScope, UInt32> kCounts[] = {
-      {kGlobal, 1}, {kInput, 2}, {kOutput, 3}, {kAudioUnitScope_Group, 2}};
-  for (const auto& [scope, expected] : kCounts) {
-    ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ElementCount, scope, 0, count), noErr);
-    EXPECT_EQ(count, expected) << scope;
+  for (const auto& [scope, expected] : {std::pair{kGlobal, 1U}, {kInput, 2U}, {kOutput, 3U}, {kGroup, 2U}}) {
+    EXPECT_EQ(Value<UInt32>(host.unit, kCount, scope), expected) << scope;
   }
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_ElementCount, kInput, 0, UInt32{4}), noErr);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ElementCount, kInput, 0, count), noErr);
-  EXPECT_EQ(count, 4U);
-  AudioStreamBasicDescription format{};
+  ASSERT_EQ(Set(host.unit, kCount, kInput, 0, UInt32{4}), noErr);
+  EXPECT_EQ(Value<UInt32>(host.unit, kCount, kInput), 4U);
+  Format format{};
   EXPECT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kInput, 3, format), noErr);  // the new bus exists
+  ASSERT_EQ(Set(host.unit, kCount, kOutput, 0, UInt32{2}), noErr);
+  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 2, format), kAudioUnitErr_InvalidElement);
+  EXPECT_EQ(Set(host.unit, kCount, kGlobal, 0, UInt32{2}), kAudioUnitErr_InvalidScope);
+  EXPECT_EQ(Value<UInt32>(host.unit, kCount, kGlobal), 1U);
   ASSERT_EQ(AudioUnitInitialize(host.unit), noErr);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ElementCount, kOutput, 0, UInt32{1}), kAudioUnitErr_Initialized);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ElementCount, kOutput, 0, count), noErr);
-  EXPECT_EQ(count, 3U);
-  EXPECT_EQ(host.heard, (std::vector<Announcement>{{kAudioUnitProperty_ElementCount, kInput, 0}}));
+  EXPECT_EQ(Set(host.unit, kCount, kOutput, 0, UInt32{1}), kAudioUnitErr_Initialized);
+  EXPECT_EQ(Value<UInt32>(host.unit, kCount, kOutput), 2U);
+  EXPECT_EQ(host.heard, (Heard{{kCount, kInput, 0}, {kCount, kOutput, 0}}));
+  EXPECT_THROW((void)host.object()->GetScope(7), ausdk::AUException);
+  EXPECT_THROW((void)host.object()->IOElement(kGroup, 0), ausdk::AUException);
 
   Host<TestEffect> fixed('prr2', {});
-  EXPECT_EQ(Set(fixed.unit, kAudioUnitProperty_ElementCount, kInput, 0, UInt32{2}), kAudioUnitErr_PropertyNotWritable);
+  EXPECT_EQ(Set(fixed.unit, kCount, kInput, 0, UInt32{2}), kAudioUnitErr_PropertyNotWritable);
 }
 
 TEST(PropertiesValues, ShouldAllocateBufferPerBus) {
-  Host<TestEffect> host('prr3', {kAudioUnitProperty_ShouldAllocateBuffer});
-  UInt32 allocate = 0;
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kInput, 0, allocate), noErr);
-  EXPECT_EQ(allocate, 1U);
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kInput, 0, UInt32{0}), noErr);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kInput, 0, allocate), noErr);
-  EXPECT_EQ(allocate, 0U);
+  const AudioUnitPropertyID kAllocate = kAudioUnitProperty_ShouldAllocateBuffer;
+  Host<TestEffect> host('prr3', {kAllocate});
+  EXPECT_EQ(Value<UInt32>(host.unit, kAllocate, kInput), 1U);
+  ASSERT_EQ(Set(host.unit, kAllocate, kInput, 0, UInt32{0}), noErr);
+  EXPECT_EQ(Value<UInt32>(host.unit, kAllocate, kInput), 0U);
   EXPECT_FALSE(host.object()->Input(0)->WillAllocateBuffer());
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kInput, 0, UInt32{7}), noErr);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kInput, 0, allocate), noErr);
-  EXPECT_EQ(allocate, 1U);
+  ASSERT_EQ(Set(host.unit, kAllocate, kInput, 0, UInt32{7}), noErr);
+  EXPECT_EQ(Value<UInt32>(host.unit, kAllocate, kInput), 1U);
   ASSERT_EQ(AudioUnitInitialize(host.unit), noErr);
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_ShouldAllocateBuffer, kOutput, 0, UInt32{0}), kAudioUnitErr_Initialized);
+  EXPECT_EQ(Set(host.unit, kAllocate, kOutput, 0, UInt32{0}), kAudioUnitErr_Initialized);
   EXPECT_TRUE(host.object()->Output(0)->WillAllocateBuffer());
   EXPECT_TRUE(host.heard.empty());
 }
 
 TEST(PropertiesValues, HostCallbacksAreCopiedAndRemoved) {
-  Host<TestEffect> host('prr4', {kAudioUnitProperty_HostCallbacks});
+  const AudioUnitPropertyID kCallbacks = kAudioUnitProperty_HostCallbacks;
+  Host<TestEffect> host('prr4', {kCallbacks});
+  EXPECT_EQ(Remove(host.unit, kCallbacks, kGlobal, 0), noErr);  // nothing to remove
   HostCallbackInfo callbacks{};
-  EXPECT_EQ(Remove(host.unit, kAudioUnitProperty_HostCallbacks, kGlobal, 0), noErr);  // nothing to remove
   callbacks.hostUserData = &host;
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_HostCallbacks, kGlobal, 0, callbacks), noErr);
-  HostCallbackInfo got{};
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_HostCallbacks, kGlobal, 0, got), noErr);
-  EXPECT_EQ(got.hostUserData, &host);
-  ASSERT_EQ(Remove(host.unit, kAudioUnitProperty_HostCallbacks, kGlobal, 0), noErr);
-  ASSERT_EQ(Remove(host.unit, kAudioUnitProperty_HostCallbacks, kGlobal, 0), noErr);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_HostCallbacks, kGlobal, 0, got), noErr);
-  EXPECT_EQ(got.hostUserData, nullptr);
-  EXPECT_EQ(host.heard, (std::vector<Announcement>{{kAudioUnitProperty_HostCallbacks, kGlobal, 0},
-                                                   {kAudioUnitProperty_HostCallbacks, kGlobal, 0}}));
-}
-
-TEST(PropertiesValues, RenderCallbackAndConnectionAreWriteOnlyInputs) {
-  Host<TestEffect> host('prr5', {});
-  float value = 0.5F;
-  const AURenderCallbackStruct callback{testunits::FillInput, &value};
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_SetRenderCallback, kInput, 0, callback), noErr);
-  EXPECT_TRUE(host.object()->Input(0)->IsCallback());
-  AURenderCallbackStruct got{};
-  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_SetRenderCallback, kInput, 0, got), kAudioUnitErr_InvalidProperty);
-  AudioUnitConnection connection{};
-  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_MakeConnection, kInput, 0, connection), kAudioUnitErr_InvalidProperty);
+  ASSERT_EQ(Set(host.unit, kCallbacks, kGlobal, 0, callbacks), noErr);
+  EXPECT_EQ(Value<HostCallbackInfo>(host.unit, kCallbacks).hostUserData, &host);
+  ASSERT_EQ(Remove(host.unit, kCallbacks, kGlobal, 0), noErr);
+  ASSERT_EQ(Remove(host.unit, kCallbacks, kGlobal, 0), noErr);
+  EXPECT_EQ(Value<HostCallbackInfo>(host.unit, kCallbacks).hostUserData, nullptr);
+  EXPECT_EQ(host.heard, (Heard{{kCallbacks, kGlobal, 0}, {kCallbacks, kGlobal, 0}}));
 }
 
 TEST(PropertiesStrings, ContextAndNickNamesAreRetainedByTheUnit) {
@@ -630,63 +586,26 @@ TEST(PropertiesStrings, ContextAndNickNamesAreRetainedByTheUnit) {
 }
 
 TEST(PropertiesStrings, ElementNamesAreSetAnnouncedAndReturnedRetained) {
-  Host<MultiBusUnit> host('prr7', {kAudioUnitProperty_ElementName});
+  const AudioUnitPropertyID kName = kAudioUnitProperty_ElementName;
+  Host<MultiBusUnit> host('prr7', {kName});
   CFStringRef got = nullptr;
-  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_ElementName, kOutput, 2, got), kAudioUnitErr_PropertyNotInUse);
+  EXPECT_EQ(Get(host.unit, kName, kOutput, 2, got), kAudioUnitErr_PropertyNotInUse);
   CFStringRef name = CFStringCreateWithCString(nullptr, "Sidechain", kCFStringEncodingUTF8);
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_ElementName, kOutput, 2, name), noErr);
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_ElementName, kAudioUnitScope_Group, 1, name), noErr);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ElementName, kOutput, 2, got), noErr);
+  ASSERT_EQ(Set(host.unit, kName, kOutput, 2, name), noErr);
+  ASSERT_EQ(Set(host.unit, kName, kGroup, 1, name), noErr);
+  ASSERT_EQ(Get(host.unit, kName, kOutput, 2, got), noErr);
   EXPECT_TRUE(CFEqual(got, CFSTR("Sidechain")));
   EXPECT_EQ(CFGetRetainCount(name), 4);  // two elements and the caller
   CFRelease(got);
   CFRelease(name);
-  EXPECT_EQ(Get(host.unit, kAudioUnitProperty_ElementName, kOutput, 1, got), kAudioUnitErr_PropertyNotInUse);
-  EXPECT_EQ(host.heard, (std::vector<Announcement>{{kAudioUnitProperty_ElementName, kOutput, 2},
-                                                   {kAudioUnitProperty_ElementName, kAudioUnitScope_Group, 1}}));
-}
-
-TEST(PropertiesStrings, PresentPresetNeedsANameForUserPresets) {
-  Host<TestEffect> host('prr8', {kAudioUnitProperty_PresentPreset});
-  AUPreset preset{};
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_PresentPreset, kGlobal, 0, preset), noErr);
-  EXPECT_EQ(preset.presetNumber, -1);
-  ASSERT_NE(preset.presetName, nullptr);
-  EXPECT_TRUE(CFEqual(preset.presetName, CFSTR("Untitled")));
-  CFRelease(preset.presetName);
-
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_PresentPreset, kGlobal, 0, AUPreset{-1, nullptr}),
-            kAudioUnitErr_InvalidPropertyValue);
-  // The unit has no factory presets of its own.
-  EXPECT_EQ(Set(host.unit, kAudioUnitProperty_PresentPreset, kGlobal, 0, AUPreset{3, CFSTR("Bright")}),
-            kAudioUnitErr_InvalidProperty);
-  EXPECT_TRUE(host.heard.empty());
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_PresentPreset, kGlobal, 0, AUPreset{-1, CFSTR("Mine")}), noErr);
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_PresentPreset, kGlobal, 0, preset), noErr);
-  EXPECT_EQ(preset.presetNumber, -1);
-  EXPECT_TRUE(CFEqual(preset.presetName, CFSTR("Mine")));
-  CFRelease(preset.presetName);
-  EXPECT_EQ(host.heard, (std::vector<Announcement>{{kAudioUnitProperty_PresentPreset, kGlobal, 0}}));
-}
-
-TEST(PropertiesStrings, ClassInfoRoundTripsThroughTheUnitsState) {
-  Host<TestEffect> host('prr9', {});
-  ASSERT_EQ(AudioUnitSetParameter(host.unit, 0, kGlobal, 0, 0.75F, 0), noErr);
-  CFPropertyListRef state = nullptr;
-  ASSERT_EQ(Get(host.unit, kAudioUnitProperty_ClassInfo, kGlobal, 0, state), noErr);
-  ASSERT_NE(state, nullptr);
-  ASSERT_EQ(AudioUnitSetParameter(host.unit, 0, kGlobal, 0, 0.25F, 0), noErr);
-  ASSERT_EQ(Set(host.unit, kAudioUnitProperty_ClassInfo, kGlobal, 0, state), noErr);
-  CFRelease(state);
-  AudioUnitParameterValue gain = 0;
-  ASSERT_EQ(AudioUnitGetParameter(host.unit, 0, kGlobal, 0, &gain), noErr);
-  EXPECT_FLOAT_EQ(gain, 0.75F);
+  EXPECT_EQ(Get(host.unit, kName, kOutput, 1, got), kAudioUnitErr_PropertyNotInUse);
+  EXPECT_EQ(host.heard, (Heard{{kName, kOutput, 2}, {kName, kGroup, 1}}));
 }
 
 TEST(PropertiesListeners, EachEntryIsCalledAndRemovalMatchesProcAndUserData) {
   Host<TestEffect> host('prs1', {});
-  std::vector<Announcement> first;
-  std::vector<Announcement> second;
+  Heard first;
+  Heard second;
   const AudioUnitPropertyID id = kAudioUnitProperty_MaximumFramesPerSlice;
   ASSERT_EQ(AudioUnitAddPropertyListener(host.unit, id, Record, &first), noErr);
   ASSERT_EQ(AudioUnitAddPropertyListener(host.unit, id, Record, &first), noErr);
@@ -720,31 +639,27 @@ TEST(PropertiesListeners, EachEntryIsCalledAndRemovalMatchesProcAndUserData) {
   EXPECT_EQ(first.back(), (Announcement{kAudioUnitProperty_StreamFormat, kOutput, 0}));
 }
 
-struct OrderLog {
-  std::vector<int> calls;
-};
-
 template <int N>
 void Numbered(void* refCon, AudioUnit /*unit*/, AudioUnitPropertyID /*id*/, AudioUnitScope /*scope*/,
               AudioUnitElement /*element*/) {
-  static_cast<OrderLog*>(refCon)->calls.push_back(N);
+  static_cast<std::vector<int>*>(refCon)->push_back(N);
 }
 
 TEST(PropertiesListeners, CalledInTheOrderAddedWithTheUnitsHandle) {
   Host<TestEffect> host('prs2', {});
-  OrderLog log;
+  std::vector<int> calls;
   const AudioUnitPropertyID id = kAudioUnitProperty_ElementName;
-  AudioUnitAddPropertyListener(host.unit, id, Numbered<1>, &log);
-  AudioUnitAddPropertyListener(host.unit, id, Numbered<2>, &log);
-  AudioUnitAddPropertyListener(host.unit, id, Numbered<3>, &log);
+  AudioUnitAddPropertyListener(host.unit, id, Numbered<1>, &calls);
+  AudioUnitAddPropertyListener(host.unit, id, Numbered<2>, &calls);
+  AudioUnitAddPropertyListener(host.unit, id, Numbered<3>, &calls);
   RemoveListener(host.unit, id, Numbered<2>);
-  AudioUnitAddPropertyListener(host.unit, id, Numbered<2>, &log);
+  AudioUnitAddPropertyListener(host.unit, id, Numbered<2>, &calls);
   static AudioUnit seen = nullptr;
   AudioUnitAddPropertyListener(
       host.unit, id, [](void*, AudioUnit unit, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement) { seen = unit; },
       nullptr);
   ASSERT_EQ(Set(host.unit, id, kInput, 0, CFSTR("In")), noErr);
-  EXPECT_EQ(log.calls, (std::vector<int>{1, 3, 2}));
+  EXPECT_EQ(calls, (std::vector<int>{1, 3, 2}));
   EXPECT_EQ(seen, host.unit.get());
 }
 

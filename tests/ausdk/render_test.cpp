@@ -52,7 +52,9 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(me
 namespace {
 
 using testunits::BufferList;
+using testunits::FeedInput;
 using testunits::Instance;
+using testunits::RenderAt;
 using testunits::SampleTime;
 using testunits::SchedulingUnit;
 using testunits::TestEffect;
@@ -110,49 +112,10 @@ class ProcessingUnit : public TestEffect {
   int processCalls = 0;
 };
 
-AudioComponent EffectComponent() {
-  static AudioComponent c = testunits::Register<ausdk::AUBaseLookup, TestEffect>(kAudioUnitType_Effect, 'rnd1');
-  return c;
-}
-AudioComponent MultiBusComponent() {
-  static AudioComponent c =
-      testunits::Register<ausdk::AUBaseLookup, testunits::MultiBusUnit>(kAudioUnitType_Effect, 'rnd2');
-  return c;
-}
-AudioComponent ThrowingComponent() {
-  static AudioComponent c = testunits::Register<ausdk::AUBaseLookup, ThrowingUnit>(kAudioUnitType_Effect, 'rnd3');
-  return c;
-}
-AudioComponent SchedulingComponent() {
-  static AudioComponent c = testunits::Register<ausdk::AUBaseLookup, SchedulingUnit>(kAudioUnitType_Effect, 'rnd4');
-  return c;
-}
-AudioComponent FixedBlockComponent() {
-  static AudioComponent c = testunits::Register<ausdk::AUBaseLookup, FixedBlockUnit>(kAudioUnitType_Effect, 'rnd5');
-  return c;
-}
+AudioComponent EffectComponent() { return testunits::Component<TestEffect, 'rnd1'>(); }
+AudioComponent ThrowingComponent() { return testunits::Component<ThrowingUnit, 'rnd3'>(); }
 AudioComponent ProcessingComponent() {
-  static AudioComponent c =
-      testunits::Register<ausdk::AUBaseProcessAndMultipleLookup, ProcessingUnit>(kAudioUnitType_Effect, 'rnd6');
-  return c;
-}
-AudioComponent PlainProcessComponent() {
-  static AudioComponent c =
-      testunits::Register<ausdk::AUBaseProcessAndMultipleLookup, TestEffect>(kAudioUnitType_Effect, 'rnd7');
-  return c;
-}
-
-void FeedInput(AudioUnit unit, float* value) {
-  const AURenderCallbackStruct callback{testunits::FillInput, value};
-  ASSERT_EQ(AudioUnitSetProperty(unit, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, 0, &callback,
-                                 sizeof callback),
-            noErr);
-}
-
-OSStatus RenderAt(AudioUnit unit, Float64 sampleTime, UInt32 frames, AudioBufferList* data, UInt32 bus = 0,
-                  AudioUnitRenderActionFlags flags = 0) {
-  const AudioTimeStamp time = SampleTime(sampleTime);
-  return AudioUnitRender(unit, &flags, &time, bus, frames, data);
+  return testunits::Component<ProcessingUnit, 'rnd6', ausdk::AUBaseProcessAndMultipleLookup>();
 }
 
 OSStatus ReadLastRenderError(AudioUnit unit) {
@@ -210,7 +173,6 @@ constexpr AudioUnitRenderActionFlags kPostError =
 class RenderTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(unit_.status(), noErr);
     FeedInput(unit_, &input_);
     ASSERT_EQ(AudioUnitInitialize(unit_), noErr);
   }
@@ -219,15 +181,6 @@ class RenderTest : public ::testing::Test {
 };
 
 // ---- argument checks ----
-
-TEST(RenderChecks, UninitializedUnitFailsThroughTheErrorExit) {
-  Instance unit(EffectComponent());
-  BufferList buffers(2, 64);
-  testsupport::CaptureStderr capture;
-  EXPECT_EQ(RenderAt(unit, 0, 64, buffers.get()), kAudioUnitErr_Uninitialized);
-  EXPECT_EQ(capture.Finish(), ErrorLine(unit, "rnd1", kAudioUnitErr_Uninitialized));
-  EXPECT_EQ(UnitFor<TestEffect>(unit)->renderCalls, 0);
-}
 
 TEST_F(RenderTest, MaximumFramesRenderOneMoreFailsWithTheMessageOncePerSecond) {
   BufferList buffers(2, kMaxFrames + 1);
@@ -244,7 +197,7 @@ TEST_F(RenderTest, MaximumFramesRenderOneMoreFailsWithTheMessageOncePerSecond) {
 }
 
 TEST(RenderChecks, FixedBlockSizeRendersOnlyTheMaximum) {
-  Instance unit(FixedBlockComponent());
+  Instance unit(testunits::Component<FixedBlockUnit, 'rnd5'>());
   float input = 1.0F;
   FeedInput(unit, &input);
   ASSERT_EQ(AudioUnitInitialize(unit), noErr);
@@ -253,17 +206,6 @@ TEST(RenderChecks, FixedBlockSizeRendersOnlyTheMaximum) {
   EXPECT_EQ(RenderAt(unit, 0, 512, buffers.get()), kAudio_ParamError);
   EXPECT_EQ(capture.Finish(), ErrorLine(unit, "rnd5", kAudio_ParamError));
   EXPECT_EQ(RenderAt(unit, 0, kMaxFrames, buffers.get()), noErr);
-}
-
-TEST_F(RenderTest, MissingOutputBusIsRefusedWithoutTheErrorExit) {
-  NotifyLog log;
-  ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);
-  BufferList buffers(2, 64);
-  testsupport::CaptureStderr capture;
-  EXPECT_EQ(RenderAt(unit_, 0, 64, buffers.get(), 1), kAudioUnitErr_InvalidElement);
-  EXPECT_EQ(capture.Finish(), "");
-  EXPECT_TRUE(log.flags.empty());
-  EXPECT_EQ(ReadLastRenderError(unit_), noErr);
 }
 
 TEST_F(RenderTest, BufferCountAndSizeAreChecked) {
@@ -283,35 +225,39 @@ TEST_F(RenderTest, BufferCountAndSizeAreChecked) {
   EXPECT_EQ(UnitFor<TestEffect>(unit_)->renderCalls, 0);
 }
 
-TEST_F(RenderTest, ChecksRunInOrder) {
+TEST_F(RenderTest, ChecksRunInOrderUninitializedFirstAndAMissingBusIsRefusedQuietly) {
   BufferList mono(1, 2 * kMaxFrames);
+  // The missing bus is found before the buffer count, and refused without the error exit.
+  NotifyLog log;
+  ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);
+  testsupport::CaptureStderr quiet;
+  EXPECT_EQ(RenderAt(unit_, 0, 64, mono.get(), 7), kAudioUnitErr_InvalidElement);
+  EXPECT_EQ(quiet.Finish(), "");
+  EXPECT_TRUE(log.flags.empty());
+  EXPECT_EQ(ReadLastRenderError(unit_), noErr);
   // Too many frames is found before the missing bus and the buffer count.
   EXPECT_EQ(RenderAt(unit_, 0, kMaxFrames + 1, mono.get(), 7), kAudioUnitErr_TooManyFramesToProcess);
-  // The missing bus is found before the buffer count.
-  EXPECT_EQ(RenderAt(unit_, 0, 64, mono.get(), 7), kAudioUnitErr_InvalidElement);
   ASSERT_EQ(AudioUnitUninitialize(unit_), noErr);
+  testsupport::CaptureStderr capture;
   EXPECT_EQ(RenderAt(unit_, 0, kMaxFrames + 1, mono.get(), 7), kAudioUnitErr_Uninitialized);
+  EXPECT_EQ(capture.Finish(), ErrorLine(unit_, "rnd1", kAudioUnitErr_Uninitialized));
+  EXPECT_EQ(UnitFor<TestEffect>(unit_)->renderCalls, 0);
 }
 
 // ---- buffer hand-over ----
 
-TEST_F(RenderTest, LongerBuffersAreCutDownAndOnlyTheFramesAreWritten) {
+TEST_F(RenderTest, LongerBuffersAreCutToTheFramesAndNullDataGetsTheUnitsOwnBuffers) {
   BufferList buffers(2, 256);
   ASSERT_EQ(RenderAt(unit_, 0, 128, buffers.get()), noErr);
+  ASSERT_EQ(AudioUnitSetParameter(unit_, 0, kAudioUnitScope_Global, 0, 3.0F, 0), noErr);
+  BufferList nullData(2, 64, false);
+  ASSERT_EQ(RenderAt(unit_, 128, 64, nullData.get()), noErr);
+  ausdk::AUOutputElement* output = UnitFor<TestEffect>(unit_)->Output(0);
   for (UInt32 c = 0; c < 2; ++c) {
     EXPECT_EQ(buffers.get()->mBuffers[c].mDataByteSize, 512U);
     EXPECT_FLOAT_EQ(buffers.channel(c)[127], 0.5F);
-    EXPECT_FLOAT_EQ(buffers.channel(c)[128], 0.0F);
-  }
-}
-
-TEST_F(RenderTest, NullDataGetsPointersToTheUnitsOwnBuffers) {
-  ASSERT_EQ(AudioUnitSetParameter(unit_, 0, kAudioUnitScope_Global, 0, 3.0F, 0), noErr);
-  BufferList buffers(2, 64, false);
-  ASSERT_EQ(RenderAt(unit_, 0, 64, buffers.get()), noErr);
-  ausdk::AUOutputElement* output = UnitFor<TestEffect>(unit_)->Output(0);
-  for (UInt32 c = 0; c < 2; ++c) {
-    const AudioBuffer& buffer = buffers.get()->mBuffers[c];
+    EXPECT_FLOAT_EQ(buffers.channel(c)[128], 0.0F);  // only the frames are written
+    const AudioBuffer& buffer = nullData.get()->mBuffers[c];
     EXPECT_EQ(buffer.mData, output->GetChannelData(c));
     EXPECT_EQ(buffer.mDataByteSize, 256U);
     ASSERT_NE(buffer.mData, nullptr);
@@ -337,7 +283,7 @@ TEST_F(RenderTest, SameSampleTimeRendersOnceUntilReset) {
 }
 
 TEST(RenderBuffers, SeveralOutputsCopyFromTheirOwnMemory) {
-  Instance unit(MultiBusComponent());
+  Instance unit(testunits::Component<testunits::MultiBusUnit, 'rnd2'>());
   ASSERT_EQ(AudioUnitInitialize(unit), noErr);
   BufferList bus1(2, 32);
   BufferList bus2(2, 32);
@@ -355,10 +301,8 @@ TEST(RenderBuffers, SeveralOutputsCopyFromTheirOwnMemory) {
 
 TEST_F(RenderTest, OutputThatDoesNotAllocateCannotServeNullData) {
   ASSERT_EQ(AudioUnitUninitialize(unit_), noErr);
-  const UInt32 no = 0;
-  ASSERT_EQ(
-      AudioUnitSetProperty(unit_, kAudioUnitProperty_ShouldAllocateBuffer, kAudioUnitScope_Output, 0, &no, sizeof no),
-      noErr);
+  ASSERT_EQ(testunits::Set(unit_, kAudioUnitProperty_ShouldAllocateBuffer, kAudioUnitScope_Output, 0, UInt32{0}),
+            noErr);
   ASSERT_EQ(AudioUnitInitialize(unit_), noErr);
   BufferList withData(2, 64);
   EXPECT_EQ(RenderAt(unit_, 0, 64, withData.get()), noErr);
@@ -386,21 +330,18 @@ TEST(RenderInput, InputPulledFromAConnectedUnitInItsFormat) {
   Instance destination(EffectComponent());
   float input = 0.5F;
   FeedInput(source, &input);
-  const AudioStreamBasicDescription format = testunits::FloatFormat(48000.0, 2);
-  ASSERT_EQ(
-      AudioUnitSetProperty(source, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0, &format, sizeof format),
-      noErr);
+  ASSERT_EQ(testunits::Set(source, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0,
+                           testunits::FloatFormat(48000.0, 2)),
+            noErr);
   ASSERT_EQ(AudioUnitSetParameter(source, 0, kAudioUnitScope_Global, 0, 2.0F, 0), noErr);
   ASSERT_EQ(AudioUnitSetParameter(destination, 0, kAudioUnitScope_Global, 0, 3.0F, 0), noErr);
   const AudioUnitConnection connection{source, 0, 0};
-  ASSERT_EQ(AudioUnitSetProperty(destination, kAudioUnitProperty_MakeConnection, kAudioUnitScope_Input, 0, &connection,
-                                 sizeof connection),
+  ASSERT_EQ(testunits::Set(destination, kAudioUnitProperty_MakeConnection, kAudioUnitScope_Input, 0, connection),
             noErr);
-  AudioStreamBasicDescription taken{};
-  UInt32 size = sizeof taken;
-  ASSERT_EQ(AudioUnitGetProperty(destination, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0, &taken, &size),
-            noErr);
-  EXPECT_EQ(taken.mSampleRate, 48000.0);
+  EXPECT_EQ(
+      testunits::Value<AudioStreamBasicDescription>(destination, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input)
+          .mSampleRate,
+      48000.0);
   ASSERT_EQ(AudioUnitInitialize(source), noErr);
   ASSERT_EQ(AudioUnitInitialize(destination), noErr);
   BufferList buffers(2, 64);
@@ -410,19 +351,6 @@ TEST(RenderInput, InputPulledFromAConnectedUnitInItsFormat) {
 }
 
 // ---- notifications ----
-
-TEST_F(RenderTest, NotificationsBeforeAndAfterWithTheRenderArguments) {
-  NotifyLog log;
-  ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);
-  EXPECT_EQ(AudioUnitAddRenderNotify(unit_, nullptr, &log), kAudio_ParamError);
-  BufferList buffers(2, 64);
-  ASSERT_EQ(RenderAt(unit_, 640, 48, buffers.get()), noErr);
-  EXPECT_EQ(log.flags, (std::vector<AudioUnitRenderActionFlags>{kPre, kPost}));
-  EXPECT_EQ(log.bus, 0U);
-  EXPECT_EQ(log.frames, 48U);
-  EXPECT_EQ(log.sampleTime, 640.0);
-  EXPECT_EQ(log.data, buffers.get());
-}
 
 TEST_F(RenderTest, FailingRendersStillCallPostRenderWithTheErrorFlag) {
   NotifyLog log;
@@ -437,31 +365,26 @@ TEST_F(RenderTest, FailingRendersStillCallPostRenderWithTheErrorFlag) {
   EXPECT_EQ(log.flags, (std::vector<AudioUnitRenderActionFlags>{kPre, kPost, kPre, kPostError, kPostError}));
 }
 
-TEST_F(RenderTest, SameNotificationAddedTwiceIsCalledOncePerPhase) {
+TEST_F(RenderTest, NotificationsComeBeforeAndAfterWithTheRenderArgumentsOncePerEntryUntilRemoved) {
   NotifyLog log;
   NotifyLog other;
   ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);
-  ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);
+  ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);  // the same entry again
   ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &other), noErr);
+  EXPECT_EQ(AudioUnitAddRenderNotify(unit_, nullptr, &log), kAudio_ParamError);
   BufferList buffers(2, 64);
-  ASSERT_EQ(RenderAt(unit_, 0, 64, buffers.get()), noErr);
+  ASSERT_EQ(RenderAt(unit_, 640, 48, buffers.get()), noErr);
   EXPECT_EQ(log.flags, (std::vector<AudioUnitRenderActionFlags>{kPre, kPost}));
   EXPECT_EQ(other.flags, (std::vector<AudioUnitRenderActionFlags>{kPre, kPost}));
-  // One removal takes away the single active entry.
+  EXPECT_EQ(std::make_tuple(log.bus, log.frames, log.sampleTime, log.data),
+            std::make_tuple(0U, 48U, 640.0, buffers.get()));
+  // One removal takes away the single active entry; one during a render takes effect at the next.
   ASSERT_EQ(AudioUnitRemoveRenderNotify(unit_, RecordNotify, &log), noErr);
-  ASSERT_EQ(RenderAt(unit_, 64, 64, buffers.get()), noErr);
+  other.removeOnPreRender = unit_;
+  ASSERT_EQ(RenderAt(unit_, 64, 48, buffers.get()), noErr);
+  ASSERT_EQ(RenderAt(unit_, 128, 48, buffers.get()), noErr);
   EXPECT_EQ(log.flags.size(), 2U);
   EXPECT_EQ(other.flags.size(), 4U);
-}
-
-TEST_F(RenderTest, RemovalDuringARenderTakesEffectAtTheNextRender) {
-  NotifyLog log;
-  log.removeOnPreRender = unit_;
-  ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);
-  BufferList buffers(2, 64);
-  ASSERT_EQ(RenderAt(unit_, 0, 64, buffers.get()), noErr);
-  ASSERT_EQ(RenderAt(unit_, 64, 64, buffers.get()), noErr);
-  EXPECT_EQ(log.flags, (std::vector<AudioUnitRenderActionFlags>{kPre, kPost}));
 }
 
 TEST_F(RenderTest, NotificationsChangedFromAnotherThreadWhileRendering) {
@@ -627,7 +550,7 @@ class ScheduleTest : public ::testing::Test {
     ASSERT_EQ(AudioUnitInitialize(unit_), noErr);
     scheduler_ = UnitFor<SchedulingUnit>(unit_);
   }
-  Instance unit_{SchedulingComponent()};
+  Instance unit_{testunits::Component<SchedulingUnit, 'rnd4'>()};
   SchedulingUnit* scheduler_ = nullptr;
   BufferList buffers_{2, 256};
 };
@@ -729,7 +652,7 @@ TEST_F(ProcessTest, ChecksAndTheirMessages) {
 }
 
 TEST(ProcessChecks, UninitializedAndUnimplemented) {
-  Instance unit(PlainProcessComponent());
+  Instance unit(testunits::Component<TestEffect, 'rnd7', ausdk::AUBaseProcessAndMultipleLookup>());
   BufferList buffers(2, 64);
   const AudioTimeStamp stamp = SampleTime(0);
   testsupport::CaptureStderr capture;

@@ -14,6 +14,7 @@
 namespace {
 
 using testunits::Instance;
+using testunits::Param;
 
 // Global: 0 gain 1.0, 1 level, 5 omitted from presets, 7 with names the caller
 // must release, 9 a meter, 42 without info. Input 0: 3 trim. Group 0: 11, never
@@ -133,17 +134,7 @@ class IndexedUnit : public testunits::TestEffect {
   }
 };
 
-AudioComponent StateComponent() {
-  static AudioComponent component =
-      testunits::Register<ausdk::AUBaseLookup, StateUnit>(kAudioUnitType_Effect, kStateSubtype);
-  return component;
-}
-
-AudioComponent IndexedComponent() {
-  static AudioComponent component =
-      testunits::Register<ausdk::AUBaseLookup, IndexedUnit>(kAudioUnitType_Effect, 'sta2');
-  return component;
-}
+AudioComponent StateComponent() { return testunits::Component<StateUnit, kStateSubtype>(); }
 
 // ---- host-side helpers ----
 
@@ -203,7 +194,7 @@ CFHeld<CFDictionaryRef> Save(AudioUnit unit) {
 }
 
 OSStatus Restore(AudioUnit unit, CFPropertyListRef plist) {
-  return AudioUnitSetProperty(unit, kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0, &plist, sizeof plist);
+  return testunits::Set(unit, kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0, plist);
 }
 
 // A saved state of `unit` that the test may edit.
@@ -229,17 +220,8 @@ UInt32 Bits(float value) {
   return bits;
 }
 
-float Param(AudioUnit unit, AudioUnitParameterID id, AudioUnitScope scope = kAudioUnitScope_Global) {
-  AudioUnitParameterValue value = -999.0F;
-  EXPECT_EQ(AudioUnitGetParameter(unit, id, scope, 0, &value), noErr);
-  return value;
-}
-
 std::pair<SInt32, std::string> PresentPreset(AudioUnit unit) {
-  AUPreset preset{};
-  UInt32 size = sizeof preset;
-  EXPECT_EQ(AudioUnitGetProperty(unit, kAudioUnitProperty_PresentPreset, kAudioUnitScope_Global, 0, &preset, &size),
-            noErr);
+  AUPreset preset = testunits::Value<AUPreset>(unit, kAudioUnitProperty_PresentPreset);
   std::string name = Text(preset.presetName);
   if (preset.presetName != nullptr) {
     CFRelease(preset.presetName);  // retained for the caller
@@ -248,9 +230,11 @@ std::pair<SInt32, std::string> PresentPreset(AudioUnit unit) {
 }
 
 OSStatus SetPresentPreset(AudioUnit unit, SInt32 number, CFStringRef name) {
-  const AUPreset preset{number, name};
-  return AudioUnitSetProperty(unit, kAudioUnitProperty_PresentPreset, kAudioUnitScope_Global, 0, &preset,
-                              sizeof preset);
+  return testunits::Set(unit, kAudioUnitProperty_PresentPreset, kAudioUnitScope_Global, 0, AUPreset{number, name});
+}
+
+OSStatus SetElementName(AudioUnit unit, AudioUnitScope scope, CFStringRef name) {
+  return testunits::Set(unit, kAudioUnitProperty_ElementName, scope, 0, name);
 }
 
 using Announcement = std::tuple<AudioUnitPropertyID, AudioUnitScope, AudioUnitElement>;
@@ -260,11 +244,20 @@ void Record(void* inRefCon, AudioUnit /*unit*/, AudioUnitPropertyID inID, AudioU
   static_cast<std::vector<Announcement>*>(inRefCon)->emplace_back(inID, inScope, inElement);
 }
 
+// A fresh instance of the state unit for each test.
+class StateTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_NE(object, nullptr); }
+  Instance unit{StateComponent()};
+  StateUnit* object = testunits::UnitFor<StateUnit>(unit);
+};
+using StateSave = StateTest;
+using StateRestore = StateTest;
+using StatePreset = StateTest;
+
 // ---- saving ----
 
-TEST(StateSave, DictionaryHoldsIdentityBlobAndName) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
+TEST_F(StateSave, DictionaryHoldsIdentityBlobAndName) {
   const auto state = Save(unit);
   ASSERT_NE(state, nullptr);
 
@@ -286,38 +279,28 @@ TEST(StateSave, DictionaryHoldsIdentityBlobAndName) {
                               kAudioUnitScope_Input, 0, 1, kInputTrim, Bits(0.75F)});
   const CFTypeRef data = Get(state.get(), "data");
   ASSERT_TRUE(data != nullptr && CFGetTypeID(data) == CFDataGetTypeID());
-  const auto* blob = static_cast<CFDataRef>(data);
-  ASSERT_EQ(CFDataGetLength(blob), CFDataGetLength(expected.get()));
-  EXPECT_EQ(std::memcmp(CFDataGetBytePtr(blob), CFDataGetBytePtr(expected.get()), CFDataGetLength(blob)), 0);
+  EXPECT_TRUE(CFEqual(data, expected.get()));
   // Spot-check the byte order of one value: -3.5 is C0 60 00 00.
-  EXPECT_EQ(CFDataGetBytePtr(blob)[12 + 8 * 2 + 4], 0xC0);
-  EXPECT_EQ(CFDataGetBytePtr(blob)[12 + 8 * 2 + 5], 0x60);
+  EXPECT_EQ(CFDataGetBytePtr(static_cast<CFDataRef>(data))[12 + 8 * 2 + 4], 0xC0);
+  EXPECT_EQ(CFDataGetBytePtr(static_cast<CFDataRef>(data))[12 + 8 * 2 + 5], 0x60);
 }
 
-TEST(StateSave, IndexedParametersSavedFromIdZero) {
-  Instance unit(IndexedComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  const auto state = Save(unit);
+TEST(StateSaveIndexed, IndexedParametersSavedFromIdZero) {
+  Instance unit(testunits::Component<IndexedUnit, 'sta2'>());
   const auto expected = Blob({0, 0, 3, 0, Bits(0.5F), 1, Bits(0.0F), 2, Bits(-1.0F)});
-  const auto* blob = static_cast<CFDataRef>(Get(state.get(), "data"));
+  const auto state = Save(unit);
+  const CFTypeRef blob = Get(state.get(), "data");
   ASSERT_NE(blob, nullptr);
   EXPECT_TRUE(CFEqual(blob, expected.get()));
 }
 
-TEST(StateSave, CallerOwnsTheOnlyReferenceAndParameterNamesAreReleased) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  auto* object = testunits::UnitFor<StateUnit>(unit);
-  ASSERT_NE(object, nullptr);
+TEST_F(StateSave, CallerOwnsTheOnlyReferenceAndParameterNamesAreReleased) {
   const auto name = String("Warm pad");
   ASSERT_EQ(SetPresentPreset(unit, -2, name.get()), noErr);
-  ASSERT_EQ(
-      AudioUnitSetProperty(unit, kAudioUnitProperty_ElementName, kAudioUnitScope_Input, 0, &name, sizeof(CFStringRef)),
-      noErr);
+  ASSERT_EQ(SetElementName(unit, kAudioUnitScope_Input, name.get()), noErr);
 
   CFPropertyListRef plist = nullptr;
-  UInt32 size = sizeof plist;
-  ASSERT_EQ(AudioUnitGetProperty(unit, kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0, &plist, &size), noErr);
+  ASSERT_EQ(testunits::Get(unit, kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0, plist), noErr);
   ASSERT_NE(plist, nullptr);
   EXPECT_EQ(CFGetRetainCount(plist), 1);
   const auto* dict = static_cast<CFDictionaryRef>(plist);
@@ -336,52 +319,24 @@ TEST(StateSave, CallerOwnsTheOnlyReferenceAndParameterNamesAreReleased) {
   EXPECT_EQ(CFGetRetainCount(name.get()), 3);
 }
 
-TEST(StateSave, RenderQualityOnlyWhenTheUnitAnswersIt) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  auto* object = testunits::UnitFor<StateUnit>(unit);
-  ASSERT_NE(object, nullptr);
-  EXPECT_EQ(Get(Save(unit).get(), "render-quality"), nullptr);
+TEST_F(StateSave, RenderQualityIsSavedAndRestoredOnlyWhenTheUnitAnswersIt) {
+  const auto without = Save(unit);
+  EXPECT_EQ(Get(without.get(), "render-quality"), nullptr);
 
   object->answersRenderQuality = true;
   object->renderQuality = kRenderQuality_Low;
   const auto state = Save(unit);
   EXPECT_EQ(Number(Get(state.get(), "render-quality")), kRenderQuality_Low);
   EXPECT_EQ(CFDictionaryGetCount(state.get()), 7);
-}
 
-TEST(StateSave, ElementNamesByScopeAndElement) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  const auto mic = String("Mic");
-  const auto strings = String("Strings");
-  ASSERT_EQ(
-      AudioUnitSetProperty(unit, kAudioUnitProperty_ElementName, kAudioUnitScope_Input, 0, &mic, sizeof(CFStringRef)),
-      noErr);
-  ASSERT_EQ(AudioUnitSetProperty(unit, kAudioUnitProperty_ElementName, kAudioUnitScope_Group, 0, &strings,
-                                 sizeof(CFStringRef)),
-            noErr);
-
-  const auto state = Save(unit);
-  const CFTypeRef names = Get(state.get(), "element-name");
-  ASSERT_TRUE(names != nullptr && CFGetTypeID(names) == CFDictionaryGetTypeID());
-  const auto* byScope = static_cast<CFDictionaryRef>(names);
-  EXPECT_EQ(CFDictionaryGetCount(byScope), 2);
-  const auto* input = static_cast<CFDictionaryRef>(Get(byScope, "1"));
-  const auto* group = static_cast<CFDictionaryRef>(Get(byScope, "3"));
-  ASSERT_NE(input, nullptr);
-  ASSERT_NE(group, nullptr);
-  EXPECT_EQ(CFDictionaryGetCount(input), 1);
-  EXPECT_EQ(Text(Get(input, "0")), "Mic");
-  EXPECT_EQ(CFDictionaryGetCount(group), 1);
-  EXPECT_EQ(Text(Get(group, "0")), "Strings");
+  ASSERT_EQ(Restore(unit, state.get()), noErr);
+  ASSERT_EQ(Restore(unit, without.get()), noErr);
+  EXPECT_EQ(object->qualitySets, std::vector<UInt32>{kRenderQuality_Low});
 }
 
 // ---- restoring ----
 
-TEST(StateRestore, RoundTripBringsBackValuesAndName) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
+TEST_F(StateRestore, RoundTripBringsBackValuesAndName) {
   const auto warm = String("Warm");
   ASSERT_EQ(SetPresentPreset(unit, -4, warm.get()), noErr);
   ASSERT_EQ(AudioUnitSetParameter(unit, kLevel, kAudioUnitScope_Global, 0, 0.5F, 0), noErr);
@@ -406,9 +361,7 @@ TEST(StateRestore, RoundTripBringsBackValuesAndName) {
   EXPECT_EQ(PresentPreset(unit), std::make_pair(SInt32{-1}, std::string("Warm")));
 }
 
-TEST(StateRestore, RefusedDictionariesChangeNothing) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
+TEST_F(StateRestore, RefusedDictionariesChangeNothing) {
   std::vector<Announcement> announced;
   ASSERT_EQ(AudioUnitAddPropertyListener(unit, kAudioUnitProperty_PresentPreset, Record, &announced), noErr);
   const auto mine = String("Mine");
@@ -448,19 +401,43 @@ TEST(StateRestore, RefusedDictionariesChangeNothing) {
   EXPECT_TRUE(announced.empty());
 }
 
-TEST(StateRestore, AnotherTypeWithThisSubtypeAndManufacturerIsAccepted) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  const auto state = EditableState(unit);
-  SetNumber(state.get(), "type", static_cast<SInt32>(kAudioUnitType_MusicEffect));
-  SetValue(state.get(), "data", Blob({0, 0, 1, kLevel, Bits(3.0F)}).get());
-  EXPECT_EQ(Restore(unit, state.get()), noErr);
-  EXPECT_FLOAT_EQ(Param(unit, kLevel), 3.0F);
+// Each blob is restored in a state saved under another type (accepted: the subtype and
+// manufacturer identify the unit), onto what the cases before it left.
+TEST_F(StateRestore, BlobsAreReadUpToTheirEndSkippingMissingElementsWithoutRollBack) {
+  struct Case {
+    const char* what;
+    CFHeld<CFDataRef> blob;
+    OSStatus status;
+    float level;  // what parameter 1 ends up as
+  };
+  Case cases[] = {
+      {"sections of missing elements",
+       Blob({kAudioUnitScope_Input, 5, 2, kInputTrim, Bits(4.0F), 0, Bits(4.0F),  // no input 5
+             kAudioUnitScope_Global, 0, 1, kLevel, Bits(3.0F), kAudioUnitScope_Output, 9, 0}),
+       noErr, 3.0F},
+      {"count beyond the data", Blob({0, 0, 0xFFFFFFFF, kLevel, Bits(2.0F), 0}), noErr, 2.0F},
+      {"entry cut short", Blob({0, 0, 2, 0, Bits(1.0F), kLevel, Bits(3.0F)}, 1), noErr, 2.0F},
+      {"missing element's count beyond the data", Blob({1, 7, 0x20000000, 0, 0}), noErr, 2.0F},
+      {"header cut short", Blob({0, 0, 1, kLevel, Bits(4.0F), 0, 0}), noErr, 4.0F},
+      {"lone scope word", Blob({0, 0, 1, kLevel, Bits(5.0F), 99}), noErr, 5.0F},
+      {"empty", Blob({}), noErr, 5.0F},
+      // Sections before a bad scope were applied: restoring does not roll back.
+      {"invalid scope", Blob({kAudioUnitScope_Global, 0, 1, kLevel, Bits(3.0F), 9, 0, 0}), kAudioUnitErr_InvalidScope,
+       3.0F},
+  };
+  for (Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const auto state = EditableState(unit);
+    SetNumber(state.get(), "type", static_cast<SInt32>(kAudioUnitType_MusicEffect));
+    SetValue(state.get(), "data", c.blob.get());
+    EXPECT_EQ(Restore(unit, state.get()), c.status);
+    EXPECT_FLOAT_EQ(Param(unit, kLevel), c.level);
+    EXPECT_FLOAT_EQ(Param(unit, 0), 1.0F);
+    EXPECT_FLOAT_EQ(Param(unit, kInputTrim, kAudioUnitScope_Input), 0.75F);
+  }
 }
 
-TEST(StateRestore, MissingNameMeansUntitledAndIsAnnounced) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
+TEST_F(StateRestore, MissingNameMeansUntitledAndIsAnnounced) {
   const auto mine = String("Mine");
   ASSERT_EQ(SetPresentPreset(unit, -3, mine.get()), noErr);
   const auto state = EditableState(unit);
@@ -473,60 +450,7 @@ TEST(StateRestore, MissingNameMeansUntitledAndIsAnnounced) {
   EXPECT_EQ(announced, (std::vector<Announcement>{{kAudioUnitProperty_PresentPreset, kAudioUnitScope_Global, 0}}));
 }
 
-TEST(StateRestore, SectionsOfMissingElementsAreSkipped) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  const auto state = EditableState(unit);
-  SetValue(state.get(), "data",
-           Blob({kAudioUnitScope_Input, 5, 2, kInputTrim, Bits(4.0F), 0, Bits(4.0F),  // no input 5
-                 kAudioUnitScope_Global, 0, 1, kLevel, Bits(3.0F),                    //
-                 kAudioUnitScope_Output, 9, 0})
-               .get());
-  EXPECT_EQ(Restore(unit, state.get()), noErr);
-  EXPECT_FLOAT_EQ(Param(unit, kLevel), 3.0F);
-  EXPECT_FLOAT_EQ(Param(unit, 0), 1.0F);
-  EXPECT_FLOAT_EQ(Param(unit, kInputTrim, kAudioUnitScope_Input), 0.75F);
-}
-
-TEST(StateRestore, TruncatedBlobsAreReadUpToTheirEnd) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  struct Case {
-    const char* what;
-    CFHeld<CFDataRef> blob;
-    float level;  // what parameter 1 ends up as
-  };
-  Case cases[] = {
-      {"count beyond the data", Blob({0, 0, 0xFFFFFFFF, kLevel, Bits(2.0F), 0}), 2.0F},
-      {"entry cut short", Blob({0, 0, 2, 0, Bits(1.0F), kLevel, Bits(3.0F)}, 1), 2.0F},
-      {"missing element's count beyond the data", Blob({1, 7, 0x20000000, 0, 0}), 2.0F},
-      {"header cut short", Blob({0, 0, 1, kLevel, Bits(4.0F), 0, 0}), 4.0F},
-      {"lone scope word", Blob({0, 0, 1, kLevel, Bits(5.0F), 99}), 5.0F},
-      {"empty", Blob({}), 5.0F},
-  };
-  for (Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    const auto state = EditableState(unit);
-    SetValue(state.get(), "data", c.blob.get());
-    EXPECT_EQ(Restore(unit, state.get()), noErr);
-    EXPECT_FLOAT_EQ(Param(unit, kLevel), c.level);
-    EXPECT_FLOAT_EQ(Param(unit, 0), 1.0F);
-  }
-}
-
-TEST(StateRestore, InvalidScopeInTheBlobIsAnInvalidScopeStatus) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  const auto state = EditableState(unit);
-  SetValue(state.get(), "data", Blob({kAudioUnitScope_Global, 0, 1, kLevel, Bits(3.0F), 9, 0, 0}).get());
-  EXPECT_EQ(Restore(unit, state.get()), kAudioUnitErr_InvalidScope);
-  // Sections before the bad one were applied: restoring does not roll back.
-  EXPECT_FLOAT_EQ(Param(unit, kLevel), 3.0F);
-}
-
-TEST(StateRestore, ElementNamesAreSetAndAnnounced) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
+TEST_F(StateRestore, ElementNamesAreSetAnnouncedAndSavedByScopeAndElement) {
   const auto state = EditableState(unit);
   const auto names = NewDict();
   const auto input = NewDict();
@@ -553,53 +477,38 @@ TEST(StateRestore, ElementNamesAreSetAndAnnounced) {
                                                   {kAudioUnitProperty_ElementName, kAudioUnitScope_Group, 0},
                                                   {kAudioUnitProperty_ElementName, kAudioUnitScope_Group, 1},
                                                   {kAudioUnitProperty_ElementName, kAudioUnitScope_Group, 2}}));
+  CFStringRef name = nullptr;
+  EXPECT_EQ(testunits::Get(unit, kAudioUnitProperty_ElementName, kAudioUnitScope_Output, 0, name),
+            kAudioUnitErr_PropertyNotInUse);
 
-  auto nameOf = [&](AudioUnitScope scope, AudioUnitElement element = 0) {
-    CFStringRef name = nullptr;
-    UInt32 size = sizeof name;
-    const OSStatus status = AudioUnitGetProperty(unit, kAudioUnitProperty_ElementName, scope, element, &name, &size);
-    const std::string text = status == noErr ? Text(name) : "status " + std::to_string(status);
-    if (status == noErr && name != nullptr) {
-      CFRelease(name);
-    }
-    return text;
-  };
-  EXPECT_EQ(nameOf(kAudioUnitScope_Input), "Mic");
-  EXPECT_EQ(nameOf(kAudioUnitScope_Group), "Strings");
-  EXPECT_EQ(nameOf(kAudioUnitScope_Group, 2), "Brass");
-  EXPECT_EQ(nameOf(kAudioUnitScope_Output), "status " + std::to_string(kAudioUnitErr_PropertyNotInUse));
-
-  // And they travel with the next save.
+  // The next save holds exactly the names that were taken.
   const auto saved = Save(unit);
-  EXPECT_NE(Get(saved.get(), "element-name"), nullptr);
-}
-
-TEST(StateRestore, RenderQualityGoesToTheUnitsProperty) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  auto* object = testunits::UnitFor<StateUnit>(unit);
-  ASSERT_NE(object, nullptr);
-  object->answersRenderQuality = true;
-  object->renderQuality = kRenderQuality_Max;
-  const auto state = Save(unit);
-  ASSERT_EQ(Restore(unit, state.get()), noErr);
-  EXPECT_EQ(object->qualitySets, std::vector<UInt32>{kRenderQuality_Max});
-
-  const auto edited = EditableState(unit);
-  CFDictionaryRemoveValue(edited.get(), String("render-quality").get());
-  ASSERT_EQ(Restore(unit, edited.get()), noErr);
-  EXPECT_EQ(object->qualitySets.size(), 1U);
+  const CFTypeRef byScope = Get(saved.get(), "element-name");
+  ASSERT_TRUE(byScope != nullptr && CFGetTypeID(byScope) == CFDictionaryGetTypeID());
+  EXPECT_EQ(CFDictionaryGetCount(static_cast<CFDictionaryRef>(byScope)), 2);
+  const auto* savedInput = static_cast<CFDictionaryRef>(Get(static_cast<CFDictionaryRef>(byScope), "1"));
+  const auto* savedGroup = static_cast<CFDictionaryRef>(Get(static_cast<CFDictionaryRef>(byScope), "3"));
+  ASSERT_NE(savedInput, nullptr);
+  ASSERT_NE(savedGroup, nullptr);
+  EXPECT_EQ(CFDictionaryGetCount(savedInput), 1);
+  EXPECT_EQ(Text(Get(savedInput, "0")), "Mic");
+  EXPECT_EQ(CFDictionaryGetCount(savedGroup), 3);
+  EXPECT_EQ(Text(Get(savedGroup, "0")), "Strings");
+  EXPECT_EQ(Text(Get(savedGroup, "2")), "Brass");
 }
 
 // ---- presets ----
 
-TEST(StatePreset, PresentPresetThroughTheProperty) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
+TEST_F(StatePreset, PresentPresetNeedsANameForUserPresetsAndIsRetained) {
   EXPECT_EQ(PresentPreset(unit), std::make_pair(SInt32{-1}, std::string("Untitled")));
 
   std::vector<Announcement> announced;
   ASSERT_EQ(AudioUnitAddPropertyListener(unit, kAudioUnitProperty_PresentPreset, Record, &announced), noErr);
+  EXPECT_EQ(SetPresentPreset(unit, -1, nullptr), kAudioUnitErr_InvalidPropertyValue);
+  const auto bright = String("Bright");
+  // The unit has no factory presets of its own.
+  EXPECT_EQ(SetPresentPreset(unit, 3, bright.get()), kAudioUnitErr_InvalidProperty);
+  EXPECT_TRUE(announced.empty());
   {
     const auto mine = String("Mine");
     ASSERT_EQ(SetPresentPreset(unit, -3, mine.get()), noErr);
@@ -612,17 +521,11 @@ TEST(StatePreset, PresentPresetThroughTheProperty) {
   EXPECT_EQ(PresentPreset(unit), std::make_pair(SInt32{-3}, std::string("Mine")));
 
   // Setting the same name again must not free it on the way.
-  auto* object = testunits::UnitFor<StateUnit>(unit);
-  ASSERT_NE(object, nullptr);
   ASSERT_EQ(SetPresentPreset(unit, -8, object->CurrentPreset().presetName), noErr);
   EXPECT_EQ(PresentPreset(unit), std::make_pair(SInt32{-8}, std::string("Mine")));
 }
 
-TEST(StatePreset, FactoryPresetBecomesCurrentOnlyWithNumberAndName) {
-  Instance unit(StateComponent());
-  ASSERT_EQ(unit.status(), noErr);
-  auto* object = testunits::UnitFor<StateUnit>(unit);
-  ASSERT_NE(object, nullptr);
+TEST_F(StatePreset, FactoryPresetBecomesCurrentOnlyWithNumberAndName) {
   const auto lush = String("Lush");
   EXPECT_FALSE(object->SetAFactoryPresetAsCurrent({-1, lush.get()}));
   EXPECT_FALSE(object->SetAFactoryPresetAsCurrent({2, nullptr}));

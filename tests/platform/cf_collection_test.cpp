@@ -32,7 +32,7 @@ TEST(CFArrayOwnership, TypeCallBacksRetainWhatTheArrayHolds) {
   EXPECT_EQ(CFGetRetainCount(value.get()), 1);
 }
 
-TEST(CFArrayOwnership, NullCallBacksHoldRawPointers) {
+TEST(CFCollectionOwnership, NullCallBacksHoldRawPointersFoundByIdentity) {
   auto value = MakeString("raw");
   auto array = Adopt(CFArrayCreateMutable(nullptr, 0, nullptr));
   CFArrayAppendValue(array.get(), value.get());
@@ -46,6 +46,14 @@ TEST(CFArrayOwnership, NullCallBacksHoldRawPointers) {
   EXPECT_FALSE(CFArrayContainsValue(array.get(), CFRangeMake(0, 2), twin.get()));
   array.reset();
   EXPECT_EQ(CFGetRetainCount(value.get()), 1);
+
+  const void* keys[] = {twin.get()};
+  const void* values[] = {value.get()};
+  auto dict = Adopt(CFDictionaryCreate(nullptr, keys, values, 1, nullptr, nullptr));
+  EXPECT_EQ(CFGetRetainCount(twin.get()), 1);
+  EXPECT_EQ(CFGetRetainCount(value.get()), 1);
+  EXPECT_EQ(CFDictionaryGetValue(dict.get(), twin.get()), value.get());
+  EXPECT_EQ(CFDictionaryGetValue(dict.get(), MakeString("raw").get()), nullptr);
 }
 
 TEST(CFArrayContents, OrderSearchEqualityAndApply) {
@@ -94,7 +102,7 @@ TEST(CFArrayContents, OrderSearchEqualityAndApply) {
   EXPECT_EQ(CFArrayGetCount(fixed.get()), 4);
 }
 
-TEST(CFArrayArguments, OutOfRangeAndNullDoNotCrash) {
+TEST(CFCollectionArguments, OutOfRangeNullAndImmutableDoNotCrash) {
   auto value = MakeString("x");
   auto array = Adopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
   CFArrayAppendValue(array.get(), value.get());
@@ -112,9 +120,21 @@ TEST(CFArrayArguments, OutOfRangeAndNullDoNotCrash) {
   EXPECT_EQ(CFGetRetainCount(value.get()), 2);
   EXPECT_EQ(CFArrayCreate(nullptr, nullptr, 2, nullptr), nullptr);
   EXPECT_EQ(CFArrayGetCount(reinterpret_cast<CFArrayRef>(value.get())), 0);
+
+  EXPECT_EQ(CFDictionaryGetCount(nullptr), 0);
+  EXPECT_EQ(CFDictionaryGetValue(nullptr, CFSTR("k")), nullptr);
+  EXPECT_FALSE(CFDictionaryContainsKey(nullptr, CFSTR("k")));
+  CFDictionarySetValue(nullptr, CFSTR("k"), CFSTR("v"));
+  CFDictionaryApplyFunction(nullptr, nullptr, nullptr);
+  EXPECT_EQ(CFDictionaryCreate(nullptr, nullptr, nullptr, 1, nullptr, nullptr), nullptr);
+  auto fixed = Adopt(CFDictionaryCreate(nullptr, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                        &kCFTypeDictionaryValueCallBacks));
+  CFDictionarySetValue(const_cast<CFMutableDictionaryRef>(fixed.get()), CFSTR("k"), CFSTR("v"));
+  EXPECT_EQ(CFDictionaryGetCount(fixed.get()), 0);
+  CFDictionaryGetKeysAndValues(fixed.get(), nullptr, nullptr);
 }
 
-TEST(CFDictionaryOwnership, TypeCallBacksRetainKeysAndValues) {
+TEST(CFDictionaryOwnership, TypeCallBacksRetainKeysAndValuesAndCopyStringKeysAreSnapshots) {
   auto key = MakeString("gain");
   auto first = Int(1);
   auto second = Int(2);
@@ -149,30 +169,16 @@ TEST(CFDictionaryOwnership, TypeCallBacksRetainKeysAndValues) {
   }
   EXPECT_EQ(CFGetRetainCount(key.get()), 1);
   EXPECT_EQ(CFGetRetainCount(second.get()), 1);
-}
 
-TEST(CFDictionaryOwnership, CopyStringKeysAreSnapshots) {
-  auto key = Adopt(CFStringCreateMutableCopy(nullptr, 0, CFSTR("name")));
-  auto dict = Adopt(
+  // Copy-string key callbacks keep a snapshot of a mutable key.
+  auto mutableKey = Adopt(CFStringCreateMutableCopy(nullptr, 0, CFSTR("name")));
+  auto copied = Adopt(
       CFDictionaryCreateMutable(nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-  CFDictionarySetValue(dict.get(), key.get(), kCFBooleanTrue);
-  EXPECT_EQ(CFGetRetainCount(key.get()), 1);
-  CFStringAppend(key.get(), CFSTR("-changed"));
-  EXPECT_TRUE(CFDictionaryContainsKey(dict.get(), CFSTR("name")));
-  EXPECT_FALSE(CFDictionaryContainsKey(dict.get(), key.get()));
-}
-
-TEST(CFDictionaryOwnership, NullCallBacksHoldRawPointers) {
-  auto key = MakeString("k");
-  auto value = MakeString("v");
-  auto twin = MakeString("k");
-  const void* keys[] = {key.get()};
-  const void* values[] = {value.get()};
-  auto dict = Adopt(CFDictionaryCreate(nullptr, keys, values, 1, nullptr, nullptr));
-  EXPECT_EQ(CFGetRetainCount(key.get()), 1);
-  EXPECT_EQ(CFGetRetainCount(value.get()), 1);
-  EXPECT_EQ(CFDictionaryGetValue(dict.get(), key.get()), value.get());
-  EXPECT_EQ(CFDictionaryGetValue(dict.get(), twin.get()), nullptr);  // identity, not CFEqual
+  CFDictionarySetValue(copied.get(), mutableKey.get(), kCFBooleanTrue);
+  EXPECT_EQ(CFGetRetainCount(mutableKey.get()), 1);
+  CFStringAppend(mutableKey.get(), CFSTR("-changed"));
+  EXPECT_TRUE(CFDictionaryContainsKey(copied.get(), CFSTR("name")));
+  EXPECT_FALSE(CFDictionaryContainsKey(copied.get(), mutableKey.get()));
 }
 
 TEST(CFDictionaryContents, LookupAcrossEqualKeysAndContentEquality) {
@@ -219,20 +225,6 @@ TEST(CFDictionaryContents, LookupAcrossEqualKeysAndContentEquality) {
   EXPECT_EQ(visited, 50);
   CFDictionaryRemoveAllValues(copy.get());
   EXPECT_EQ(CFDictionaryGetCount(copy.get()), 0);
-}
-
-TEST(CFDictionaryArguments, NullAndImmutableDoNotCrash) {
-  EXPECT_EQ(CFDictionaryGetCount(nullptr), 0);
-  EXPECT_EQ(CFDictionaryGetValue(nullptr, CFSTR("k")), nullptr);
-  EXPECT_FALSE(CFDictionaryContainsKey(nullptr, CFSTR("k")));
-  CFDictionarySetValue(nullptr, CFSTR("k"), CFSTR("v"));
-  CFDictionaryApplyFunction(nullptr, nullptr, nullptr);
-  EXPECT_EQ(CFDictionaryCreate(nullptr, nullptr, nullptr, 1, nullptr, nullptr), nullptr);
-  auto fixed = Adopt(CFDictionaryCreate(nullptr, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                        &kCFTypeDictionaryValueCallBacks));
-  CFDictionarySetValue(const_cast<CFMutableDictionaryRef>(fixed.get()), CFSTR("k"), CFSTR("v"));
-  EXPECT_EQ(CFDictionaryGetCount(fixed.get()), 0);
-  CFDictionaryGetKeysAndValues(fixed.get(), nullptr, nullptr);
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <CoreFoundation/CFNumber.h>
-#include <CoreFoundation/CFString.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -92,13 +91,6 @@ TEST(CFNumberEquality, EqualValuesMatchAcrossTypes) {
   auto twoTo63 = Number(kCFNumberFloat64Type, 9223372036854775808.0);
   EXPECT_EQ(CFNumberCompare(nearMax.get(), twoTo63.get(), nullptr), kCFCompareLessThan);
   EXPECT_FALSE(CFEqual(nearMax.get(), twoTo63.get()));
-}
-
-TEST(CFNumberValue, FormatsAsBareValue) {
-  auto count = Number(kCFNumberIntType, -12);
-  auto ratio = Number(kCFNumberDoubleType, 0.25);
-  auto text = Adopt(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@/%@"), count.get(), ratio.get()));
-  EXPECT_EQ(Utf8(text.get()), "-12/0.25");
 }
 
 TEST(CFBooleanValue, ConstantsAreImmortal) {

@@ -17,7 +17,7 @@ std::string Format(CFStringRef format, ...) {
   return Utf8(text.get());
 }
 
-TEST(CFStringEncoding, LengthsAndIndexesCountUtf16Units) {
+TEST(CFStringEncoding, LengthsAndIndexesCountUtf16UnitsLoneSurrogatesToo) {
   auto chinese = MakeString("音高");
   auto emoji = MakeString("a🎹b");
   ASSERT_NE(chinese, nullptr);
@@ -39,9 +39,22 @@ TEST(CFStringEncoding, LengthsAndIndexesCountUtf16Units) {
   EXPECT_EQ(used, 6);
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(2, kCFStringEncodingUTF8), 6);
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(2, kCFStringEncodingUTF16), 4);
+
+  // A lone surrogate is a unit of its own that UTF-8 cannot hold, until its pair is appended.
+  const UniChar high = 0xD83C;
+  const UniChar low = 0xDFB9;
+  auto joined =
+      Adopt(CFStringCreateMutableCopy(nullptr, 0, Adopt(CFStringCreateWithCharacters(nullptr, &high, 1)).get()));
+  EXPECT_EQ(CFStringGetLength(joined.get()), 1);
+  EXPECT_EQ(CFStringGetCharacterAtIndex(joined.get(), 0), high);
+  char buffer[16];
+  EXPECT_FALSE(CFStringGetCString(joined.get(), buffer, sizeof buffer, kCFStringEncodingUTF8));
+  CFStringAppend(joined.get(), Adopt(CFStringCreateWithCharacters(nullptr, &low, 1)).get());
+  EXPECT_TRUE(CFEqual(joined.get(), CFSTR("🎹")));
+  EXPECT_EQ(Utf8(joined.get()), "🎹");
 }
 
-TEST(CFStringEncoding, InvalidBytesForTheEncodingGiveNull) {
+TEST(CFStringEncoding, BytesAreDecodedInTheirEncodingAndInvalidOnesGiveNull) {
   const UInt8 truncated[] = {0xC3, 0x28};
   const UInt8 overlong[] = {0xC0, 0xAF};
   const UInt8 surrogate[] = {0xED, 0xA0, 0x80};
@@ -51,15 +64,11 @@ TEST(CFStringEncoding, InvalidBytesForTheEncodingGiveNull) {
   EXPECT_EQ(CFStringCreateWithBytes(nullptr, surrogate, 3, kCFStringEncodingUTF8, false), nullptr);
   EXPECT_EQ(CFStringCreateWithBytes(nullptr, highByte, 2, kCFStringEncodingASCII, false), nullptr);
 
-  auto latin = Adopt(CFStringCreateWithBytes(nullptr, highByte, 2, kCFStringEncodingISOLatin1, false));
-  EXPECT_EQ(Utf8(latin.get()), "c\xC3\xA9");
-  EXPECT_EQ(CFStringGetLength(latin.get()), 2);
+  EXPECT_EQ(Utf8Of(CFStringCreateWithBytes(nullptr, highByte, 2, kCFStringEncodingISOLatin1, false)), "c\xC3\xA9");
   const UInt8 euro[] = {0x80};
-  auto windows = Adopt(CFStringCreateWithBytes(nullptr, euro, 1, kCFStringEncodingWindowsLatin1, false));
-  EXPECT_EQ(Utf8(windows.get()), "€");
-}
+  EXPECT_EQ(Utf8Of(CFStringCreateWithBytes(nullptr, euro, 1, kCFStringEncodingWindowsLatin1, false)), "€");
 
-TEST(CFStringEncoding, Utf16InputHonoursByteOrder) {
+  // UTF-16 honours the byte order asked for or marked.
   const UniChar pitch[] = {0x97F3, 0x9AD8};
   auto fromUnits = Adopt(CFStringCreateWithCharacters(nullptr, pitch, 2));
   auto fromUtf8 = MakeString("音高");
@@ -82,22 +91,6 @@ TEST(CFStringEncoding, Utf16InputHonoursByteOrder) {
   EXPECT_EQ(used, 6);
   auto roundTrip = Adopt(CFStringCreateWithBytes(nullptr, out, used, kCFStringEncodingUTF16, true));
   EXPECT_TRUE(CFEqual(roundTrip.get(), fromUtf8.get()));
-}
-
-TEST(CFStringEncoding, LoneSurrogatesSurviveAndPairUpWhenAppended) {
-  const UniChar high = 0xD83C;
-  const UniChar low = 0xDFB9;
-  auto highOnly = Adopt(CFStringCreateWithCharacters(nullptr, &high, 1));
-  auto lowOnly = Adopt(CFStringCreateWithCharacters(nullptr, &low, 1));
-  EXPECT_EQ(CFStringGetLength(highOnly.get()), 1);
-  EXPECT_EQ(CFStringGetCharacterAtIndex(highOnly.get(), 0), high);
-  char buffer[16];
-  EXPECT_FALSE(CFStringGetCString(highOnly.get(), buffer, sizeof buffer, kCFStringEncodingUTF8));
-
-  auto joined = Adopt(CFStringCreateMutableCopy(nullptr, 0, highOnly.get()));
-  CFStringAppend(joined.get(), lowOnly.get());
-  EXPECT_TRUE(CFEqual(joined.get(), CFSTR("🎹")));
-  EXPECT_EQ(Utf8(joined.get()), "🎹");
 }
 
 TEST(CFStringEncoding, CStringsNeedRoomAndRepresentableText) {
@@ -128,13 +121,13 @@ TEST(CFStringEncoding, CStringsNeedRoomAndRepresentableText) {
 }
 
 TEST(CFStringFormat, PrintfConversionsAndObjects) {
-  auto number = [] {
-    int value = 42;
-    return Adopt(CFNumberCreate(nullptr, kCFNumberIntType, &value));
-  }();
+  const int whole = 42;
+  const double ratio = 0.25;
+  auto number = Adopt(CFNumberCreate(nullptr, kCFNumberIntType, &whole));
+  auto real = Adopt(CFNumberCreate(nullptr, kCFNumberDoubleType, &ratio));
   EXPECT_EQ(Format(CFSTR("%u|%d|%s|%.6f|%@"), 4000000000U, -7, "text", 3.14159265, CFSTR("音高")),
             "4000000000|-7|text|3.141593|音高");
-  EXPECT_EQ(Format(CFSTR("%@ and %@"), number.get(), nullptr), "42 and (null)");
+  EXPECT_EQ(Format(CFSTR("%@, %@ and %@"), number.get(), real.get(), nullptr), "42, 0.25 and (null)");
   EXPECT_EQ(Format(CFSTR("%lld %zu %ld %hhd %hu"), -5000000000LL, size_t{7}, -3L, 300, 70000),
             "-5000000000 7 -3 44 4464");
   EXPECT_EQ(Format(CFSTR("[%5d|%-5d|%05.1f|%x|%#X|%o|%%]"), 42, 42, 2.375, 255u, 255u, 8u),
@@ -175,13 +168,12 @@ TEST(CFStringCopy, CopiesAndSubstrings) {
   EXPECT_EQ(Utf8(mutableText.get()), "abc");
 
   auto emoji = MakeString("a🎹b");
-  auto middle = Adopt(CFStringCreateWithSubstring(nullptr, emoji.get(), CFRangeMake(1, 2)));
-  EXPECT_TRUE(CFEqual(middle.get(), CFSTR("🎹")));
+  EXPECT_EQ(Utf8Of(CFStringCreateWithSubstring(nullptr, emoji.get(), CFRangeMake(1, 2))), "🎹");
   EXPECT_EQ(CFStringCreateWithSubstring(nullptr, emoji.get(), CFRangeMake(3, 2)), nullptr);
   EXPECT_EQ(CFStringCreateWithSubstring(nullptr, emoji.get(), CFRangeMake(-1, 1)), nullptr);
 }
 
-TEST(CFStringCompare, OrderCaseAndNumbers) {
+TEST(CFStringCompare, OrderCaseNumbersAndParsedValues) {
   EXPECT_EQ(CFStringCompare(CFSTR("ABC"), CFSTR("abc"), 0), kCFCompareLessThan);
   EXPECT_EQ(CFStringCompare(CFSTR("ABC"), CFSTR("abc"), kCFCompareCaseInsensitive), kCFCompareEqualTo);
   EXPECT_EQ(CFStringCompare(CFSTR("ÉTÉ"), CFSTR("été"), kCFCompareCaseInsensitive), kCFCompareEqualTo);
@@ -197,9 +189,7 @@ TEST(CFStringCompare, OrderCaseAndNumbers) {
   EXPECT_TRUE(CFStringHasSuffix(CFSTR("Grand 音高"), CFSTR("高")));
   EXPECT_FALSE(CFStringHasSuffix(CFSTR("高"), CFSTR("音高")));
   EXPECT_TRUE(CFStringHasPrefix(CFSTR("abc"), CFSTR("")));
-}
 
-TEST(CFStringValues, IntegerAndDoubleParsing) {
   EXPECT_EQ(CFStringGetIntValue(CFSTR("  42abc")), 42);
   EXPECT_EQ(CFStringGetIntValue(CFSTR("-17")), -17);
   EXPECT_EQ(CFStringGetIntValue(CFSTR("none")), 0);

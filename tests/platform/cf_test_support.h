@@ -37,3 +37,6 @@ inline std::string Utf8(CFStringRef string) {
   text.resize(std::char_traits<char>::length(text.c_str()));
   return text;
 }
+
+// The UTF-8 text of a string the caller owns (create or copy rule), which it releases.
+inline std::string Utf8Of(CFStringRef owned) { return Utf8(Adopt(owned).get()); }

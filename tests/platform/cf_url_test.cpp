@@ -12,18 +12,16 @@
 namespace {
 
 CFOwned<CFURLRef> FileUrl(const char* path, bool isDirectory) {
-  auto text = MakeString(path);
-  return Adopt(CFURLCreateWithFileSystemPath(nullptr, text.get(), kCFURLPOSIXPathStyle, isDirectory));
+  return Adopt(CFURLCreateWithFileSystemPath(nullptr, MakeString(path).get(), kCFURLPOSIXPathStyle, isDirectory));
 }
 
 std::string UrlString(CFURLRef url) { return Utf8(CFURLGetString(url)); }
+std::string Path(CFURLRef url) { return Utf8Of(CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle)); }
+// The URL string of a URL the caller owns, which it releases.
+std::string UrlStringOf(CFURLRef owned) { return UrlString(Adopt(owned).get()); }
+std::string PathOf(CFURLRef owned) { return Path(Adopt(owned).get()); }
 
-std::string Path(CFURLRef url) {
-  auto path = Adopt(CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle));
-  return Utf8(path.get());
-}
-
-TEST(CFURLPaths, FileUrlsFromAbsolutePaths) {
+TEST(CFURLPaths, FileUrlsFromAbsolutePathsAndBytes) {
   auto file = FileUrl("/Library/Audio/Plug-Ins/My Synth.component/Contents/Info.plist", false);
   ASSERT_NE(file, nullptr);
   EXPECT_EQ(UrlString(file.get()), "file:///Library/Audio/Plug-Ins/My%20Synth.component/Contents/Info.plist");
@@ -35,7 +33,6 @@ TEST(CFURLPaths, FileUrlsFromAbsolutePaths) {
   EXPECT_EQ(UrlString(dir.get()), "file:///tmp/a%20b/");
   EXPECT_TRUE(CFURLHasDirectoryPath(dir.get()));
   EXPECT_EQ(Path(dir.get()), "/tmp/a b");
-
   auto root = FileUrl("/", true);
   EXPECT_EQ(UrlString(root.get()), "file:///");
   EXPECT_EQ(Path(root.get()), "/");
@@ -55,9 +52,13 @@ TEST(CFURLPaths, FileUrlsFromAbsolutePaths) {
   EXPECT_TRUE(CFEqual(fromBytes.get(), fromString.get()));
   EXPECT_EQ(CFHash(fromBytes.get()), CFHash(fromString.get()));
   EXPECT_FALSE(CFEqual(fromBytes.get(), FileUrl("/x/y", true).get()));
+
+  auto windows = Adopt(CFURLCreateWithFileSystemPath(nullptr, CFSTR("C:\\Audio\\Kit"), kCFURLWindowsPathStyle, true));
+  EXPECT_EQ(UrlString(windows.get()), "file:///C:/Audio/Kit/");
+  EXPECT_EQ(Utf8Of(CFURLCopyFileSystemPath(windows.get(), kCFURLWindowsPathStyle)), "C:\\Audio\\Kit");
 }
 
-TEST(CFURLPaths, AppendingAndDeletingComponents) {
+TEST(CFURLPaths, AppendingAndDeletingComponentsAndExtensions) {
   auto bundle = FileUrl("/x/Foo.component", true);
   auto contents = Adopt(CFURLCreateCopyAppendingPathComponent(nullptr, bundle.get(), CFSTR("Contents"), true));
   EXPECT_EQ(UrlString(contents.get()), "file:///x/Foo.component/Contents/");
@@ -65,40 +66,25 @@ TEST(CFURLPaths, AppendingAndDeletingComponents) {
   EXPECT_EQ(Path(plist.get()), "/x/Foo.component/Contents/Info plist");
   EXPECT_FALSE(CFURLHasDirectoryPath(plist.get()));
 
-  auto c = FileUrl("/a/b/c", false);
-  auto parent = Adopt(CFURLCreateCopyDeletingLastPathComponent(nullptr, c.get()));
+  auto parent = Adopt(CFURLCreateCopyDeletingLastPathComponent(nullptr, FileUrl("/a/b/c", false).get()));
   EXPECT_EQ(UrlString(parent.get()), "file:///a/b/");
   EXPECT_TRUE(CFURLHasDirectoryPath(parent.get()));
-  auto grandparent = Adopt(CFURLCreateCopyDeletingLastPathComponent(nullptr, parent.get()));
-  EXPECT_EQ(Path(grandparent.get()), "/a");
-  auto top = FileUrl("/a", false);
-  auto root = Adopt(CFURLCreateCopyDeletingLastPathComponent(nullptr, top.get()));
-  EXPECT_EQ(UrlString(root.get()), "file:///");
+  EXPECT_EQ(PathOf(CFURLCreateCopyDeletingLastPathComponent(nullptr, parent.get())), "/a");
+  EXPECT_EQ(UrlStringOf(CFURLCreateCopyDeletingLastPathComponent(nullptr, FileUrl("/a", false).get())), "file:///");
+  EXPECT_EQ(Utf8Of(CFURLCopyLastPathComponent(bundle.get())), "Foo.component");
+  EXPECT_EQ(Utf8Of(CFURLCopyLastPathComponent(FileUrl("/", true).get())), "/");
 
-  auto last = Adopt(CFURLCopyLastPathComponent(bundle.get()));
-  EXPECT_EQ(Utf8(last.get()), "Foo.component");
-  auto rootUrl = FileUrl("/", true);
-  auto rootName = Adopt(CFURLCopyLastPathComponent(rootUrl.get()));
-  EXPECT_EQ(Utf8(rootName.get()), "/");
-}
-
-TEST(CFURLPaths, Extensions) {
-  auto bundle = FileUrl("/x/Foo.component", true);
-  auto extension = Adopt(CFURLCopyPathExtension(bundle.get()));
-  EXPECT_EQ(Utf8(extension.get()), "component");
+  EXPECT_EQ(Utf8Of(CFURLCopyPathExtension(bundle.get())), "component");
   auto bare = Adopt(CFURLCreateCopyDeletingPathExtension(nullptr, bundle.get()));
   EXPECT_EQ(UrlString(bare.get()), "file:///x/Foo/");
   EXPECT_EQ(CFURLCopyPathExtension(bare.get()), nullptr);
-  auto preset =
-      Adopt(CFURLCreateCopyAppendingPathExtension(nullptr, FileUrl("/p/My Preset", false).get(), CFSTR("aupreset")));
-  EXPECT_EQ(UrlString(preset.get()), "file:///p/My%20Preset.aupreset");
-  auto hidden = FileUrl("/home/.profile", false);
-  EXPECT_EQ(CFURLCopyPathExtension(hidden.get()), nullptr);
+  EXPECT_EQ(UrlStringOf(CFURLCreateCopyAppendingPathExtension(nullptr, FileUrl("/p/My Preset", false).get(),
+                                                              CFSTR("aupreset"))),
+            "file:///p/My%20Preset.aupreset");
+  EXPECT_EQ(CFURLCopyPathExtension(FileUrl("/home/.profile", false).get()), nullptr);
   auto twice = FileUrl("/t/archive.tar.gz", false);
-  auto gz = Adopt(CFURLCopyPathExtension(twice.get()));
-  EXPECT_EQ(Utf8(gz.get()), "gz");
-  auto tar = Adopt(CFURLCreateCopyDeletingPathExtension(nullptr, twice.get()));
-  EXPECT_EQ(Path(tar.get()), "/t/archive.tar");
+  EXPECT_EQ(Utf8Of(CFURLCopyPathExtension(twice.get())), "gz");
+  EXPECT_EQ(PathOf(CFURLCreateCopyDeletingPathExtension(nullptr, twice.get())), "/t/archive.tar");
 }
 
 TEST(CFURLPaths, RelativePathsResolveAgainstTheCurrentDirectory) {
@@ -126,21 +112,17 @@ TEST(CFURLPaths, RelativePathsResolveAgainstTheCurrentDirectory) {
 TEST(CFURLStrings, ParsesFileAndOtherUrls) {
   auto file = Adopt(CFURLCreateWithString(nullptr, CFSTR("file:///tmp/My%20File.wav"), nullptr));
   EXPECT_EQ(Path(file.get()), "/tmp/My File.wav");
-  auto name = Adopt(CFURLCopyLastPathComponent(file.get()));
-  EXPECT_EQ(Utf8(name.get()), "My File.wav");
+  EXPECT_EQ(Utf8Of(CFURLCopyLastPathComponent(file.get())), "My File.wav");
   EXPECT_EQ(CFURLCreateWithString(nullptr, CFSTR("file:///tmp/My File.wav"), nullptr), nullptr);
   EXPECT_EQ(CFURLCreateWithString(nullptr, CFSTR("file:///bad%2"), nullptr), nullptr);
 
   auto web = Adopt(CFURLCreateWithString(nullptr, CFSTR("https://example.com/docs/index.html?x=1"), nullptr));
-  auto extension = Adopt(CFURLCopyPathExtension(web.get()));
-  EXPECT_EQ(Utf8(extension.get()), "html");
+  EXPECT_EQ(Utf8Of(CFURLCopyPathExtension(web.get())), "html");
   UInt8 buffer[64];
   EXPECT_FALSE(CFURLGetFileSystemRepresentation(web.get(), true, buffer, sizeof buffer));
 
-  auto base = FileUrl("/base/dir", true);
-  auto child = Adopt(CFURLCreateWithString(nullptr, CFSTR("../other/x.txt"), base.get()));
-  auto resolved = Adopt(CFURLCopyAbsoluteURL(child.get()));
-  EXPECT_EQ(UrlString(resolved.get()), "file:///base/other/x.txt");
+  auto child = Adopt(CFURLCreateWithString(nullptr, CFSTR("../other/x.txt"), FileUrl("/base/dir", true).get()));
+  EXPECT_EQ(UrlStringOf(CFURLCopyAbsoluteURL(child.get())), "file:///base/other/x.txt");
 }
 
 TEST(CFURLArguments, NullAndWrongTypesDoNotCrash) {
@@ -154,13 +136,6 @@ TEST(CFURLArguments, NullAndWrongTypesDoNotCrash) {
   auto url = FileUrl("/a", false);
   EXPECT_EQ(CFURLCreateCopyAppendingPathComponent(nullptr, url.get(), nullptr, false), nullptr);
   EXPECT_FALSE(CFURLGetFileSystemRepresentation(url.get(), true, nullptr, 10));
-}
-
-TEST(CFURLWindows, DriveLetterPaths) {
-  auto url = Adopt(CFURLCreateWithFileSystemPath(nullptr, CFSTR("C:\\Audio\\Kit"), kCFURLWindowsPathStyle, true));
-  EXPECT_EQ(UrlString(url.get()), "file:///C:/Audio/Kit/");
-  auto path = Adopt(CFURLCopyFileSystemPath(url.get(), kCFURLWindowsPathStyle));
-  EXPECT_EQ(Utf8(path.get()), "C:\\Audio\\Kit");
 }
 
 TEST(CFBundleLookup, UnknownIdentifiersAnswerNull) {
@@ -177,8 +152,7 @@ TEST(CFBundleLookup, UnknownIdentifiersAnswerNull) {
   if (main != nullptr) {
     EXPECT_EQ(CFGetTypeID(main), CFBundleGetTypeID());
     auto executable = Adopt(CFBundleCopyExecutableURL(main));
-    auto name = Adopt(CFURLCopyLastPathComponent(executable.get()));
-    EXPECT_EQ(Utf8(name.get()), "platform_tests");
+    EXPECT_EQ(Utf8Of(CFURLCopyLastPathComponent(executable.get())), "platform_tests");
   }
 }
 
@@ -186,8 +160,7 @@ TEST(CFDateClock, AbsoluteTimeCountsFrom2001) {
   EXPECT_EQ(kCFAbsoluteTimeIntervalSince1970, 978307200.0);
   EXPECT_EQ(kCFAbsoluteTimeIntervalSince1904, 3061152000.0);
   const double unixNow = static_cast<double>(time(nullptr));
-  const CFAbsoluteTime now = CFAbsoluteTimeGetCurrent();
-  EXPECT_NEAR(now + kCFAbsoluteTimeIntervalSince1970, unixNow, 2.0);
+  EXPECT_NEAR(CFAbsoluteTimeGetCurrent() + kCFAbsoluteTimeIntervalSince1970, unixNow, 2.0);
 }
 
 }  // namespace

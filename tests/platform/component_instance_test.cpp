@@ -34,17 +34,6 @@ class ComponentInstance : public ::testing::Test {
   AudioUnit unit_ = nullptr;
 };
 
-TEST_F(ComponentInstance, OpenSeesItsHandleAndComponent) {
-  EXPECT_EQ(AudioComponentInstanceGetComponent(unit_), component_);
-  EXPECT_EQ(test_unit::LiveInstances(), 1);
-  AudioUnit second = nullptr;
-  ASSERT_EQ(AudioComponentInstanceNew(component_, &second), noErr);
-  EXPECT_NE(second, unit_);
-  EXPECT_EQ(test_unit::LiveInstances(), 2);
-  EXPECT_EQ(AudioComponentInstanceDispose(second), noErr);
-  EXPECT_EQ(test_unit::LiveInstances(), 1);
-}
-
 TEST_F(ComponentInstance, RoutesServedSelectorsWithTheirArguments) {
   AudioUnitParameterValue value = 0;
   EXPECT_EQ(AudioUnitGetParameter(unit_, 8, kAudioUnitScope_Global, 0, &value), noErr);
@@ -122,7 +111,16 @@ TEST_F(ComponentInstance, UnservedSelectorsAnswerBadComponentSelector) {
   EXPECT_FALSE(AudioComponentInstanceCanDo(unit_, kAudioUnitProcessSelect));
 }
 
-TEST_F(ComponentInstance, DisposedHandleAnswersAnErrorAndDoesNotCloseTwice) {
+TEST_F(ComponentInstance, OpenSeesItsHandleAndADisposedHandleAnswersAnErrorAndDoesNotCloseTwice) {
+  EXPECT_EQ(AudioComponentInstanceGetComponent(unit_), component_);
+  EXPECT_EQ(test_unit::LiveInstances(), 1);
+  AudioUnit second = nullptr;
+  ASSERT_EQ(AudioComponentInstanceNew(component_, &second), noErr);
+  EXPECT_NE(second, unit_);
+  EXPECT_EQ(test_unit::LiveInstances(), 2);
+  EXPECT_EQ(AudioComponentInstanceDispose(second), noErr);
+  EXPECT_EQ(test_unit::LiveInstances(), 1);
+
   AudioUnit unit = unit_;
   unit_ = nullptr;
   ASSERT_EQ(AudioComponentInstanceDispose(unit), noErr);
@@ -148,7 +146,7 @@ TEST(ComponentInstanceFailures, NullHandleAnswersBadComponentInstance) {
   EXPECT_EQ(AudioComponentInstanceNew(nullptr, nullptr), kAudio_ParamError);
 }
 
-TEST(ComponentInstanceFailures, FailedOpenReturnsItsStatusAndNoInstance) {
+TEST(ComponentInstanceFailures, FailedOpenFactoryAndCloseReachTheHostAsStatuses) {
   AudioComponent component = RegisterUnit('opf1');
   test_unit::NextBehaviour().openStatus = kAudioUnitErr_FailedInitialization;
   AudioUnit unit = reinterpret_cast<AudioUnit>(0x1);
@@ -157,22 +155,12 @@ TEST(ComponentInstanceFailures, FailedOpenReturnsItsStatusAndNoInstance) {
   EXPECT_EQ(test_unit::LiveInstances(), 0);
 
   test_unit::NextBehaviour() = {};
-  ASSERT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
-  EXPECT_EQ(AudioComponentInstanceDispose(unit), noErr);
-}
-
-TEST(ComponentInstanceFailures, FactoryWithoutAnInterfaceFailsTheCreation) {
-  AudioComponent component = RegisterUnit('fac1');
   test_unit::NextBehaviour().factoryReturnsNull = true;
-  AudioUnit unit = nullptr;
+  unit = reinterpret_cast<AudioUnit>(0x1);
   EXPECT_EQ(AudioComponentInstanceNew(component, &unit), kAudio_MemFullError);
   EXPECT_EQ(unit, nullptr);
-  test_unit::NextBehaviour() = {};
-}
 
-TEST(ComponentInstanceFailures, DisposeReturnsTheCloseStatus) {
-  AudioComponent component = RegisterUnit('cls1');
-  AudioUnit unit = nullptr;
+  test_unit::NextBehaviour() = {};
   ASSERT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
   test_unit::NextBehaviour().closeStatus = -1234;
   EXPECT_EQ(AudioComponentInstanceDispose(unit), -1234);

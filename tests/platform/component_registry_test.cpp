@@ -37,7 +37,7 @@ std::vector<std::string> Walk(const AudioComponentDescription& search) {
   return names;
 }
 
-TEST(ComponentRegistry, FindsInRegistrationOrderWithWildcards) {
+TEST(ComponentRegistry, FindsInRegistrationOrderWithWildcardsAndMaskedFlags) {
   // Other tests of this process may have registered components already; new
   // ones come after them.
   const auto effects = Describe(kAudioUnitType_Effect, 0, 0);
@@ -61,13 +61,10 @@ TEST(ComponentRegistry, FindsInRegistrationOrderWithWildcards) {
   EXPECT_EQ(AudioComponentCount(&all), allBefore + 4);
   const auto synths = Describe(kAudioUnitType_MusicDevice, 'rg01', 0);
   EXPECT_EQ(AudioComponentCount(&synths), 1U);
-}
 
-TEST(ComponentRegistry, ComparesFlagsUnderTheSearchMask) {
+  // Flags are compared under the search's mask only; with no mask, not at all.
   test_unit::Register(Describe(kAudioUnitType_Effect, 'flg1', kManuA, kAudioComponentFlag_SandboxSafe), "safe", 1);
   test_unit::Register(Describe(kAudioUnitType_Effect, 'flg1', kManuA, 0), "plain", 1);
-
-  // No mask: flags are not compared at all.
   EXPECT_EQ(Walk(Describe(0, 'flg1', 0, kAudioComponentFlag_SandboxSafe, 0)),
             (std::vector<std::string>{"safe", "plain"}));
   EXPECT_EQ(Walk(Describe(0, 'flg1', 0, kAudioComponentFlag_SandboxSafe, kAudioComponentFlag_SandboxSafe)),
@@ -75,7 +72,7 @@ TEST(ComponentRegistry, ComparesFlagsUnderTheSearchMask) {
   EXPECT_EQ(Walk(Describe(0, 'flg1', 0, 0, kAudioComponentFlag_SandboxSafe)), (std::vector<std::string>{"plain"}));
 }
 
-TEST(ComponentRegistry, ReportsDescriptionVersionAndName) {
+TEST(ComponentRegistry, ReportsDescriptionVersionAndACopyOfTheName) {
   const auto description = Describe(kAudioUnitType_Effect, 'ver1', kManuA, 0, 0);
   AudioComponent older = test_unit::Register(description, "Tonvale: Stand-in", 0x00010200);
   AudioComponent newer = test_unit::Register(description, "Tonvale: Stand-in 音高", 0x00020001);
@@ -94,19 +91,20 @@ TEST(ComponentRegistry, ReportsDescriptionVersionAndName) {
   EXPECT_EQ(found.componentType, description.componentType);
   EXPECT_EQ(found.componentSubType, description.componentSubType);
   EXPECT_EQ(found.componentManufacturer, description.componentManufacturer);
-}
 
-TEST(ComponentRegistry, CopiedNameIsTheCallersToRelease) {
-  AudioComponent component = test_unit::Register(Describe(kAudioUnitType_Effect, 'nam1', kManuA), "named", 1);
+  // Each copied name is the caller's to release; an unnamed component has an empty one.
   CFStringRef first = nullptr;
-  ASSERT_EQ(AudioComponentCopyName(component, &first), noErr);
+  ASSERT_EQ(AudioComponentCopyName(older, &first), noErr);
   const CFIndex held = CFGetRetainCount(first);
   CFStringRef second = nullptr;
-  ASSERT_EQ(AudioComponentCopyName(component, &second), noErr);
+  ASSERT_EQ(AudioComponentCopyName(older, &second), noErr);
   EXPECT_EQ(CFGetRetainCount(first), held + 1);
   CFRelease(second);
   EXPECT_EQ(CFGetRetainCount(first), held);
   CFRelease(first);
+  AudioComponent unnamed = AudioComponentRegister(&description, nullptr, 7, test_unit::Factory);
+  ASSERT_NE(unnamed, nullptr);
+  EXPECT_EQ(NameOf(unnamed), "");
 }
 
 TEST(ComponentRegistry, RefusesBadArguments) {
@@ -135,13 +133,6 @@ TEST(ComponentRegistry, RefusesBadArguments) {
   AudioComponentInstance instance = nullptr;
   EXPECT_EQ(AudioComponentInstanceNew(stray, &instance), kAudio_ParamError);
   EXPECT_EQ(instance, nullptr);
-}
-
-TEST(ComponentRegistry, UnnamedComponentHasAnEmptyName) {
-  const auto description = Describe(kAudioUnitType_Effect, 'non1', kManuA);
-  AudioComponent component = AudioComponentRegister(&description, nullptr, 7, test_unit::Factory);
-  ASSERT_NE(component, nullptr);
-  EXPECT_EQ(NameOf(component), "");
 }
 
 }  // namespace

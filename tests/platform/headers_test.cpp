@@ -17,7 +17,7 @@ static_assert(sizeof(HostCallbackInfo) == 40);
 
 namespace {
 
-TEST(PlatformHeaders, ConstantsHaveThePlatformsValues) {
+TEST(PlatformHeaders, ConstantsHaveThePlatformsValuesInCAndCpp) {
   EXPECT_EQ(kAudioUnitErr_InvalidParameterValue, -66743);
   EXPECT_EQ(kAudioUnitErr_InvalidProperty, -10879);
   EXPECT_EQ(kAudioUnitErr_Initialized, -10849);
@@ -32,9 +32,8 @@ TEST(PlatformHeaders, ConstantsHaveThePlatformsValues) {
   EXPECT_EQ(kMusicDeviceMIDIEventListSelect, 0x0107);
   EXPECT_EQ(kAudioOutputUnitStopSelect, 514);
   EXPECT_EQ(NSEC_PER_SEC, 1000000000ULL);
-}
 
-TEST(PlatformHeaders, CAndCppAgreeOnConstantsAndCalls) {
+  // A C translation unit sees the same constants and can call the API.
   EXPECT_EQ(VeneerCProbeConstants(0), kAudioUnitErr_InvalidParameterValue);
   EXPECT_EQ(VeneerCProbeConstants(1), kAudioUnitProperty_LastRenderSampleTime);
   EXPECT_EQ(VeneerCProbeConstants(2), kMusicDeviceMIDIEventListSelect);

@@ -128,6 +128,19 @@ TEST(MainQueue, WorkFromWorkerThreadsRunsOnceEachOnTheMainThread) {
   }
 }
 
+struct Repeater {
+  int runs = 0;
+  bool again = true;
+};
+
+void RunAndRepost(void* context) {
+  auto* repeater = static_cast<Repeater*>(context);
+  ++repeater->runs;
+  if (repeater->again) {
+    dispatch_async_f(dispatch_get_main_queue(), repeater, RunAndRepost);
+  }
+}
+
 struct Chain {
   std::vector<int> order;
   Step second{&order, 2};
@@ -149,7 +162,7 @@ void RunLoopInside(void* context) {
   chain->order.push_back(10);
 }
 
-TEST(MainQueue, WorkCanPostWorkAndRunTheLoopAgain) {
+TEST(MainQueue, WorkCanPostWorkForLaterRunsAndRunTheLoopAgain) {
   Chain posting;
   dispatch_async_f(dispatch_get_main_queue(), &posting, PostTwoMore);
   ASSERT_TRUE(RunUntil([&posting] { return posting.order.size() == 3; }));
@@ -162,22 +175,8 @@ TEST(MainQueue, WorkCanPostWorkAndRunTheLoopAgain) {
   ASSERT_TRUE(RunUntil([&nesting] { return nesting.order.size() == 4; }));
   EXPECT_EQ(nesting.order, (std::vector<int>{1, 2, 10, 3}));
   EXPECT_EQ(nesting.nestedResult, kCFRunLoopRunHandledSource);
-}
 
-struct Repeater {
-  int runs = 0;
-  bool again = true;
-};
-
-void RunAndRepost(void* context) {
-  auto* repeater = static_cast<Repeater*>(context);
-  ++repeater->runs;
-  if (repeater->again) {
-    dispatch_async_f(dispatch_get_main_queue(), repeater, RunAndRepost);
-  }
-}
-
-TEST(MainQueue, ZeroLengthRunLeavesWorkPostedDuringItForTheNextRun) {
+  // A zero-length run leaves work posted during it for the next run.
   Repeater repeater;
   dispatch_async_f(dispatch_get_main_queue(), &repeater, RunAndRepost);
   EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, false), kCFRunLoopRunTimedOut);
@@ -332,11 +331,16 @@ TEST(RunLoop, ReturnsAfterOneItemWhenAsked) {
   EXPECT_EQ(runs, 3);
 }
 
-TEST(RunLoop, TimesOutWhenNothingIsDue) {
+TEST(RunLoop, TimesOutWhenNothingIsDueEvenWhenWokenUp) {
+  std::thread waker([] {
+    std::this_thread::sleep_for(milliseconds(20));
+    CFRunLoopWakeUp(CFRunLoopGetMain());
+  });
   auto start = Clock::now();
-  EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.05, false), kCFRunLoopRunTimedOut);
-  EXPECT_GE(Clock::now() - start, milliseconds(50));
+  EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.15, false), kCFRunLoopRunTimedOut);
+  EXPECT_GE(Clock::now() - start, milliseconds(150));
   EXPECT_LT(SecondsSince(start), 3.0);
+  waker.join();
 
   start = Clock::now();
   EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, true), kCFRunLoopRunTimedOut);
@@ -357,29 +361,25 @@ TEST(RunLoop, OtherModesHaveNoSources) {
   EXPECT_EQ(runs, 1);
 }
 
-TEST(RunLoop, StopFromAnotherThreadEndsTheRun) {
-  std::thread stopper([] {
-    std::this_thread::sleep_for(milliseconds(30));
-    CFRunLoopStop(CFRunLoopGetMain());
-  });
+void StopCurrentLoop(void* /*context*/) { CFRunLoopStop(CFRunLoopGetCurrent()); }
+
+void StopMainLoopSoon() {
+  std::this_thread::sleep_for(milliseconds(30));
+  CFRunLoopStop(CFRunLoopGetMain());
+}
+
+TEST(RunLoop, StopFromAnyThreadEndsTheRunningOrElseTheNextRunOnce) {
+  std::thread stopper(StopMainLoopSoon);
   auto start = Clock::now();
   EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 10.0, false), kCFRunLoopRunStopped);
   EXPECT_LT(SecondsSince(start), 5.0);
   stopper.join();
-
-  stopper = std::thread([] {
-    std::this_thread::sleep_for(milliseconds(30));
-    CFRunLoopStop(CFRunLoopGetMain());
-  });
+  stopper = std::thread(StopMainLoopSoon);
   start = Clock::now();
   CFRunLoopRun();
   EXPECT_LT(SecondsSince(start), 5.0);
   stopper.join();
-}
 
-void StopCurrentLoop(void* /*context*/) { CFRunLoopStop(CFRunLoopGetCurrent()); }
-
-TEST(RunLoop, StopEndsTheRunningOrElseTheNextRunOnce) {
   int runs = 0;
   dispatch_async_f(dispatch_get_main_queue(), nullptr, StopCurrentLoop);
   dispatch_async_f(dispatch_get_main_queue(), &runs, CountRun);
@@ -387,22 +387,11 @@ TEST(RunLoop, StopEndsTheRunningOrElseTheNextRunOnce) {
   EXPECT_EQ(runs, 0) << "work after the stop ran in the stopped run";
 
   CFRunLoopStop(CFRunLoopGetMain());
-  const auto start = Clock::now();
+  start = Clock::now();
   EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 10.0, false), kCFRunLoopRunStopped);
   EXPECT_LT(SecondsSince(start), 5.0);
   EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, false), kCFRunLoopRunTimedOut);
   EXPECT_EQ(runs, 1);
-}
-
-TEST(RunLoop, WakeUpDoesNotEndTheRun) {
-  std::thread waker([] {
-    std::this_thread::sleep_for(milliseconds(20));
-    CFRunLoopWakeUp(CFRunLoopGetMain());
-  });
-  const auto start = Clock::now();
-  EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.15, false), kCFRunLoopRunTimedOut);
-  EXPECT_GE(Clock::now() - start, milliseconds(150));
-  waker.join();
 }
 
 TEST(RunLoop, OtherThreadsHaveTheirOwnLoopWithoutSources) {

@@ -17,6 +17,8 @@
 #include <thread>
 #include <vector>
 
+#include "CaptureStderr.h"
+
 namespace {
 
 TEST(System, PthreadMainNpTellsTheInitialThreadApart) {
@@ -42,29 +44,16 @@ class ProcessRename {
   char saved_[17] = {};
 };
 
-TEST(System, ProcNameReadsTheCurrentNameOfAProcess) {
+TEST(System, ProcNameAndPidPathReadTheCurrentNameAndExecutableOfAProcess) {
   const ProcessRename rename("Logic Pro X");
   char name[2 * MAXCOMLEN + 1];
   std::memset(name, 'x', sizeof name);
   EXPECT_EQ(proc_name(getpid(), name, sizeof name), 11);
   EXPECT_STREQ(name, "Logic Pro X");
-
   char shortName[6];
   EXPECT_EQ(proc_name(getpid(), shortName, sizeof shortName), 5);
   EXPECT_STREQ(shortName, "Logic");
 
-  errno = 0;
-  EXPECT_EQ(proc_name(getpid(), nullptr, 64), 0);
-  EXPECT_EQ(errno, EINVAL);
-  errno = 0;
-  EXPECT_EQ(proc_name(getpid(), name, 0), 0);
-  EXPECT_EQ(errno, EINVAL);
-  errno = 0;
-  EXPECT_EQ(proc_name(0x3FFFFFFF, name, sizeof name), 0);
-  EXPECT_EQ(errno, ESRCH);
-}
-
-TEST(System, ProcPidPathGivesTheExecutablesAbsolutePath) {
   char path[PROC_PIDPATHINFO_MAXSIZE];
   const int length = proc_pidpath(getpid(), path, sizeof path);
   ASSERT_GT(length, 0);
@@ -73,13 +62,18 @@ TEST(System, ProcPidPathGivesTheExecutablesAbsolutePath) {
   const std::string text(path);
   EXPECT_EQ(text.substr(text.rfind('/') + 1), "platform_tests");
 
+  const auto failsWith = [](int result, int error) { return result == 0 && errno == error; };
+  errno = 0;
+  EXPECT_TRUE(failsWith(proc_name(getpid(), nullptr, 64), EINVAL));
+  errno = 0;
+  EXPECT_TRUE(failsWith(proc_name(getpid(), name, 0), EINVAL));
+  errno = 0;
+  EXPECT_TRUE(failsWith(proc_name(0x3FFFFFFF, name, sizeof name), ESRCH));
   char small[64];
   errno = 0;
-  EXPECT_EQ(proc_pidpath(getpid(), small, sizeof small), 0);
-  EXPECT_EQ(errno, ENOMEM);
+  EXPECT_TRUE(failsWith(proc_pidpath(getpid(), small, sizeof small), ENOMEM));
   errno = 0;
-  EXPECT_EQ(proc_pidpath(0x3FFFFFFF, path, sizeof path), 0);
-  EXPECT_EQ(errno, ESRCH);
+  EXPECT_TRUE(failsWith(proc_pidpath(0x3FFFFFFF, path, sizeof path), ESRCH));
 }
 
 TEST(System, HostClockCountsMonotonicNanoseconds) {
@@ -107,69 +101,25 @@ TEST(System, HostClockCountsMonotonicNanoseconds) {
   EXPECT_EQ(AudioConvertNanosToHostTime(987654321), 987654321u);
 }
 
-// Sends standard error to a temporary file while it lives.
-class StderrCapture {
- public:
-  StderrCapture() : file_(std::tmpfile()) {
-    std::fflush(stderr);
-    saved_ = dup(STDERR_FILENO);
-    dup2(fileno(file_), STDERR_FILENO);
-  }
-  ~StderrCapture() {
-    Restore();
-    std::fclose(file_);
-  }
-  StderrCapture(const StderrCapture&) = delete;
-  StderrCapture& operator=(const StderrCapture&) = delete;
-
-  // Restores standard error and returns what was written to it.
-  std::string Finish() {
-    Restore();
-    std::string text;
-    std::rewind(file_);
-    char chunk[4096];
-    size_t got;
-    while ((got = std::fread(chunk, 1, sizeof chunk, file_)) > 0) {
-      text.append(chunk, got);
-    }
-    return text;
-  }
-
- private:
-  void Restore() {
-    if (saved_ >= 0) {
-      dup2(saved_, STDERR_FILENO);
-      close(saved_);
-      saved_ = -1;
-    }
-  }
-
-  std::FILE* file_;
-  int saved_ = -1;
-};
-
-TEST(System, OsLogWritesOneFormattedLinePerMessage) {
-  StderrCapture capture;
-  os_log_error(OS_LOG_DEFAULT, "render failed: %d frames, unit %{public}s, code %{private}d (100%%)", 512, "Veneer",
-               -50);
-  os_log(os_log_create("com.veneer.test", "general"), "plain");
-  os_log_debug(OS_LOG_DEFAULT, "%%{kept}s %{public, mask.hash}s", "x");
-  os_log_fault(OS_LOG_DISABLED, "never %d", 1);
-  const std::string text = capture.Finish();
-  EXPECT_EQ(text,
-            "render failed: 512 frames, unit Veneer, code -50 (100%)\n"
-            "plain\n"
-            "%{kept}s x\n");
-}
-
-TEST(System, OsLogTellsWhichLogsAreEnabled) {
-  os_log_t log = os_log_create("com.veneer.test", "enabled");
-  EXPECT_EQ(log, os_log_create("com.veneer.test", "enabled"));
+TEST(System, OsLogWritesOneFormattedLinePerMessageOfTheEnabledLogs) {
+  os_log_t log = os_log_create("com.veneer.test", "general");
+  EXPECT_EQ(log, os_log_create("com.veneer.test", "general"));
   EXPECT_NE(log, os_log_create("com.veneer.test", "other"));
   EXPECT_TRUE(os_log_type_enabled(log, OS_LOG_TYPE_DEBUG));
   EXPECT_TRUE(os_log_type_enabled(OS_LOG_DEFAULT, OS_LOG_TYPE_INFO));
   EXPECT_FALSE(os_log_type_enabled(OS_LOG_DISABLED, OS_LOG_TYPE_FAULT));
   EXPECT_FALSE(os_log_type_enabled(nullptr, OS_LOG_TYPE_ERROR));
+
+  testsupport::CaptureStderr capture;
+  os_log_error(OS_LOG_DEFAULT, "render failed: %d frames, unit %{public}s, code %{private}d (100%%)", 512, "Veneer",
+               -50);
+  os_log(log, "plain");
+  os_log_debug(OS_LOG_DEFAULT, "%%{kept}s %{public, mask.hash}s", "x");
+  os_log_fault(OS_LOG_DISABLED, "never %d", 1);
+  EXPECT_EQ(capture.Finish(),
+            "render failed: 512 frames, unit Veneer, code -50 (100%)\n"
+            "plain\n"
+            "%{kept}s x\n");
 }
 
 TEST(System, OsLogLinesFromThreadsStayWhole) {
@@ -177,7 +127,7 @@ TEST(System, OsLogLinesFromThreadsStayWhole) {
   constexpr int kLines = 200;
   const std::string padding(300, '.');
   const std::string longMessage(5000, 'L');
-  StderrCapture capture;
+  testsupport::CaptureStderr capture;
   std::vector<std::thread> writers;
   for (int t = 0; t < kThreads; ++t) {
     writers.emplace_back([t, &padding] {
