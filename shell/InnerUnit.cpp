@@ -5,6 +5,8 @@
 #include <dlfcn.h>
 
 #include <chrono>
+#include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -19,6 +21,14 @@ constexpr UInt32 kInnerMaxFrames = 4096;
 constexpr UInt32 kLargestChannelCount = 2;
 
 std::string Status(OSStatus status) { return std::to_string(status); }
+
+// A rate truncated to a whole number; printed rather than cast, since a host may
+// set rates no integer type holds.
+std::string WholeNumber(Float64 value) {
+  char text[400];
+  std::snprintf(text, sizeof text, "%.0f", std::trunc(value));
+  return text;
+}
 
 // The scale parameter's name as the inner unit reports it.
 std::string ParameterName(AudioUnitParameterInfo& info) {
@@ -225,7 +235,7 @@ OSStatus Veneer::ChangeStreamFormat(AudioUnitScope inScope, AudioUnitElement inE
   }
   DebugLog(std::string(ThreadTag()) + " ChangeStreamFormat scope=" + std::to_string(inScope) +
            " ch=" + std::to_string(inNewFormat.mChannelsPerFrame) + " rate=" +
-           std::to_string(static_cast<long long>(inNewFormat.mSampleRate)) + " baseErr=" + Status(baseStatus));
+           WholeNumber(inNewFormat.mSampleRate) + " baseErr=" + Status(baseStatus));
   if (baseStatus != noErr) {
     return baseStatus;
   }

@@ -157,6 +157,10 @@ TEST_F(LifecycleTest, StreamFormatChangesReachTheInnerUnitFromTheOutputScopeOnly
   EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Input).mSampleRate, 48000.0);
   EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Output).mSampleRate, 48000.0);
   EXPECT_DOUBLE_EQ(veneer.Latency(), 112.0 / 48000.0);
+
+  // A rate no integer holds is still logged as a whole number.
+  EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Input, 2, 1e20), noErr);
+  EXPECT_TRUE(Logged("[main] ChangeStreamFormat scope=1 ch=2 rate=100000000000000000000 baseErr=0"));
 }
 
 // Poses as another host by renaming the process's main thread.

@@ -1,0 +1,156 @@
+// The companion's settings file, arbitrary bytes: ParseSettings on the whole,
+// ApplySettingsLine line by line and ReadSettingsFile on the same bytes in a
+// file must agree, and each field must follow the file's documented rules: the
+// last line of its key (aliases included), read like strtod, else its default.
+#include <unistd.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "FuzzSupport.h"
+#include "link/SettingsFile.h"
+
+namespace {
+
+using veneer::Settings;
+
+struct Field {
+  std::string_view key;
+  double Settings::*member;
+};
+
+constexpr Field kFields[] = {
+    {"appRunning", &Settings::appRunning},
+    {"key", &Settings::key},
+    {"scale", &Settings::scale},
+    {"correctionMode", &Settings::correctionMode},
+    {"0", &Settings::correctionMode},
+    {"retune", &Settings::retune},
+    {"transpose", &Settings::transpose},
+    {"classicMode", &Settings::classicMode},
+    {"inputType", &Settings::inputType},
+    {"humanize", &Settings::humanize},
+    {"flexTune", &Settings::flexTune},
+    {"naturalVibrato", &Settings::naturalVibrato},
+    {"vibratoAmplitude", &Settings::vibratoAmplitude},
+    {"47", &Settings::vibratoAmplitude},
+    {"tracking", &Settings::tracking},
+    {"formant", &Settings::formant},
+    {"throat", &Settings::throat},
+    {"wetDry", &Settings::wetDry},
+};
+
+bool SameBits(double a, double b) { return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b); }
+
+bool Same(const Settings& a, const Settings& b) {
+  if (a.seq != b.seq) {
+    return false;
+  }
+  for (const Field& field : kFields) {
+    if (!SameBits(a.*field.member, b.*field.member)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+template <typename Visit>
+void ForEachLine(std::string_view bytes, Visit&& visit) {
+  while (!bytes.empty()) {
+    const size_t end = bytes.find('\n');
+    visit(bytes.substr(0, end));
+    if (end == std::string_view::npos) {
+      return;
+    }
+    bytes.remove_prefix(end + 1);
+  }
+}
+
+// The value text as C reads a string: up to the first NUL.
+double ReadValue(std::string_view text) { return std::strtod(std::string(text).c_str(), nullptr); }
+
+// What the documented rules give, without the parser's own code.
+void CheckRules(std::string_view bytes, const Settings& parsed) {
+  const Settings defaults;
+  Settings expected;
+  bool sawSeq = false;
+  double lastSeq = 0.0;
+  ForEachLine(bytes, [&](std::string_view line) {
+    const size_t equals = line.find('=');
+    if (equals == std::string_view::npos) {
+      return;
+    }
+    const std::string_view key = line.substr(0, equals);
+    const double value = ReadValue(line.substr(equals + 1));
+    if (key == "seq") {
+      sawSeq = true;
+      lastSeq = value;
+    }
+    for (const Field& field : kFields) {
+      if (key == field.key) {
+        expected.*field.member = value;
+      }
+    }
+  });
+  for (const Field& field : kFields) {
+    if (!SameBits(parsed.*field.member, expected.*field.member)) {
+      fuzzing::Fail("a setting is not its key's last value (or its default)");
+    }
+  }
+  if (!sawSeq) {
+    if (parsed.seq != defaults.seq) {
+      fuzzing::Fail("seq given without a seq line");
+    }
+  } else if (std::isnan(lastSeq)) {
+    if (parsed.seq >= 0) {
+      fuzzing::Fail("a nan seq counts as a counter to apply");
+    }
+  } else if (std::fabs(lastSeq) < 9.0e15) {
+    if (parsed.seq != static_cast<int64_t>(std::trunc(lastSeq))) {
+      fuzzing::Fail("seq is not its value with the decimals cut off");
+    }
+  } else if ((lastSeq > 0) != (parsed.seq > 0)) {
+    fuzzing::Fail("a huge seq changed sign");
+  }
+}
+
+// Never destroyed, so the exit handler that removes the file can still name it.
+const std::string& FilePath() {
+  static const std::string* const path = [] {
+    const char* temp = std::getenv("TMPDIR");
+    auto* made = new std::string(std::string(temp != nullptr && *temp != '\0' ? temp : "/tmp") +
+                                 "/veneer-fuzz-settings-" + std::to_string(getpid()));
+    std::atexit([] { std::remove(FilePath().c_str()); });
+    return made;
+  }();
+  return *path;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  const Settings whole = veneer::ParseSettings(bytes);
+
+  Settings byLine;
+  ForEachLine(bytes, [&](std::string_view line) { veneer::ApplySettingsLine(line, byLine); });
+  if (!Same(whole, byLine)) {
+    fuzzing::Fail("ParseSettings differs from ApplySettingsLine line by line");
+  }
+
+  if (std::FILE* file = std::fopen(FilePath().c_str(), "wb"); file != nullptr) {
+    std::fwrite(data, 1, size, file);
+    std::fclose(file);
+    const std::optional<Settings> read = veneer::ReadSettingsFile(FilePath());
+    if (!read || !Same(whole, *read)) {
+      fuzzing::Fail("ReadSettingsFile differs from ParseSettings on the same bytes");
+    }
+  }
+
+  CheckRules(bytes, whole);
+  return 0;
+}
