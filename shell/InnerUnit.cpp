@@ -234,8 +234,8 @@ OSStatus Veneer::ChangeStreamFormat(AudioUnitScope inScope, AudioUnitElement inE
     hostFormatValid_ = true;
   }
   DebugLog(std::string(ThreadTag()) + " ChangeStreamFormat scope=" + std::to_string(inScope) +
-           " ch=" + std::to_string(inNewFormat.mChannelsPerFrame) + " rate=" +
-           WholeNumber(inNewFormat.mSampleRate) + " baseErr=" + Status(baseStatus));
+           " ch=" + std::to_string(inNewFormat.mChannelsPerFrame) + " rate=" + WholeNumber(inNewFormat.mSampleRate) +
+           " baseErr=" + Status(baseStatus));
   if (baseStatus != noErr) {
     return baseStatus;
   }
