@@ -10,6 +10,7 @@
 #include "shell/Variants.h"
 #include "standin/StandIn.h"
 #include "support/BenchHome.h"
+#include "support/BenchMain.h"
 #include "support/HostedUnit.h"
 #include "support/ObservedVeneer.h"
 
@@ -187,13 +188,4 @@ BENCHMARK(BM_LinkCycleNewSeq)->UseManualTime();
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  bench::Home();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
-  }
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return bench::RunBenchmarks(argc, argv); }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "support/BenchHome.h"
+#include "support/BenchMain.h"
 #include "support/HostedUnit.h"
 
 namespace {
@@ -102,11 +103,5 @@ int main(int argc, char** argv) {
                                [withProduct](benchmark::State& state) { OpenInitializeDispose(state, withProduct); })
       ->UseManualTime()
       ->Unit(benchmark::kMicrosecond);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
-  }
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return bench::RunBenchmarks(argc, argv);
 }

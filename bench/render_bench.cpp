@@ -9,6 +9,7 @@
 
 #include "standin/Unit.h"
 #include "support/BenchHome.h"
+#include "support/BenchMain.h"
 #include "support/Blocks.h"
 #include "support/HostedUnit.h"
 #include "support/ObservedVeneer.h"
@@ -137,13 +138,4 @@ BENCHMARK(BM_OneBlockCopy)->Apply(BlockArguments);
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  bench::Home();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 1;
-  }
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return bench::RunBenchmarks(argc, argv); }
