@@ -3,13 +3,9 @@
 #include <CoreFoundation/CFString.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "AudioFormats.h"
 #include "standin/StandIn.h"
 
 namespace {
@@ -39,15 +35,6 @@ std::string ToString(CFStringRef string) {
   return buffer;
 }
 
-// Channel c of the input carries the value c + 1.
-OSStatus ChannelIndexInput(void* /*refCon*/, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*time*/,
-                           UInt32 /*bus*/, UInt32 frames, AudioBufferList* ioData) {
-  for (UInt32 c = 0; c < ioData->mNumberBuffers; ++c) {
-    std::fill_n(static_cast<float*>(ioData->mBuffers[c].mData), frames, static_cast<float>(c + 1));
-  }
-  return noErr;
-}
-
 // An instance of one stand-in, owned by the test.
 class Host {
  public:
@@ -62,49 +49,9 @@ class Host {
   [[nodiscard]] AudioUnit unit() const { return unit_; }
   [[nodiscard]] OSStatus status() const { return status_; }
 
-  OSStatus SetFormats(UInt32 channels) {
-    const AudioStreamBasicDescription format = testsupport::FloatFormat(48000.0, channels);
-    for (const AudioUnitScope scope : {kAudioUnitScope_Input, kAudioUnitScope_Output}) {
-      if (const OSStatus s =
-              AudioUnitSetProperty(unit_, kAudioUnitProperty_StreamFormat, scope, 0, &format, sizeof format);
-          s != noErr) {
-        return s;
-      }
-    }
-    return noErr;
-  }
-  OSStatus SetInput() {
-    const AURenderCallbackStruct callback{ChannelIndexInput, this};
-    return AudioUnitSetProperty(unit_, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, 0, &callback,
-                                sizeof callback);
-  }
-  // Renders `frames` into `channels` host buffers, filled with -9 first.
-  OSStatus Render(UInt32 channels, UInt32 frames, std::vector<std::vector<float>>& out) {
-    out.assign(channels, std::vector<float>(frames, -9.0F));
-    std::vector<std::byte> storage(sizeof(AudioBufferList) + sizeof(AudioBuffer) * channels);
-    auto* list = reinterpret_cast<AudioBufferList*>(storage.data());
-    list->mNumberBuffers = channels;
-    for (UInt32 c = 0; c < channels; ++c) {
-      list->mBuffers[c] = {1, frames * 4, out[c].data()};
-    }
-    AudioUnitRenderActionFlags flags = 0;
-    AudioTimeStamp time{};
-    time.mSampleTime = sampleTime_;
-    time.mFlags = kAudioTimeStampSampleTimeValid;
-    sampleTime_ += frames;
-    return AudioUnitRender(unit_, &flags, &time, 0, frames, list);
-  }
-  // Formats, input callback and initialisation, as a host sets a unit up.
-  OSStatus Prepare(UInt32 channels) {
-    OSStatus s = SetFormats(channels);
-    s = s != noErr ? s : SetInput();
-    return s != noErr ? s : AudioUnitInitialize(unit_);
-  }
-
  private:
   AudioUnit unit_ = nullptr;
   OSStatus status_;
-  Float64 sampleTime_ = 0;
 };
 
 OSStatus ParameterInfo(AudioUnit unit, AudioUnitParameterID id, AudioUnitParameterInfo& info) {
@@ -246,173 +193,6 @@ TEST(StandInParameters, WritesThroughTheApiAreRecordedInOrderButAUserTurningAKno
   EXPECT_EQ(unit->Writes().size(), 3U);
   unit->ClearWrites();
   EXPECT_TRUE(unit->Writes().empty());
-}
-
-TEST(StandInParameters, WritesFromSeveralThreadsAreAllRecorded) {
-  Host host(standin::Register(Variant::kEfx));
-  ASSERT_EQ(host.Prepare(2), noErr);
-  standin::Unit* unit = standin::Find(host.unit());
-  constexpr int kWrites = 500;
-  auto writer = [&](AudioUnitParameterID id) {
-    for (int i = 0; i < kWrites; ++i) {
-      AudioUnitSetParameter(host.unit(), id, kAudioUnitScope_Global, 0, static_cast<float>(i), 0);
-    }
-  };
-  std::thread link(writer, 6);
-  std::thread user([&] {
-    for (int i = 0; i < kWrites; ++i) {
-      unit->SetParameterAsUser(12, 0.5F);
-    }
-  });
-  std::thread render([&] {
-    std::vector<std::vector<float>> out;
-    for (int i = 0; i < 50; ++i) {
-      host.Render(2, 64, out);
-    }
-  });
-  writer(7);
-  link.join();
-  user.join();
-  render.join();
-  const auto writes = unit->Writes();
-  EXPECT_EQ(writes.size(), 2U * kWrites);
-  EXPECT_EQ(std::count_if(writes.begin(), writes.end(), [](const auto& w) { return w.id == 6; }), kWrites);
-  EXPECT_EQ(unit->RenderCount(), 50U);
-}
-
-TEST(StandInProcessing, MonoOrStereoOutputIsTheInputTimesTheGainPerChannel) {
-  for (const UInt32 channels : {1U, 2U}) {
-    SCOPED_TRACE(channels);
-    Host host(standin::Register(Variant::kArtist));
-    standin::Unit* unit = standin::Find(host.unit());
-    const UInt32 maxFrames = 4096;
-    ASSERT_EQ(AudioUnitSetProperty(host.unit(), kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0,
-                                   &maxFrames, sizeof maxFrames),
-              noErr);
-    EXPECT_EQ(host.SetFormats(3), kAudioUnitErr_FormatNotSupported);
-    EXPECT_FALSE(unit->IsInitialized());
-    ASSERT_EQ(host.Prepare(channels), noErr);
-    EXPECT_TRUE(unit->IsInitialized());
-    EXPECT_EQ(unit->InitializeCount(), 1);
-    EXPECT_EQ(unit->StreamFormatOf(kAudioUnitScope_Input).mChannelsPerFrame, channels);
-    EXPECT_EQ(unit->StreamFormatOf(kAudioUnitScope_Output).mSampleRate, 48000.0);
-    EXPECT_EQ(unit->InputCallback().inputProc, &ChannelIndexInput);
-    EXPECT_EQ(unit->InputCallback().inputProcRefCon, &host);
-
-    std::vector<std::vector<float>> out;
-    ASSERT_EQ(host.Render(channels, 4096, out), noErr);
-    for (UInt32 c = 0; c < channels; ++c) {
-      EXPECT_TRUE(std::all_of(out[c].begin(), out[c].end(), [&](float v) { return v == (c + 1) * standin::kGain; }));
-    }
-    EXPECT_EQ(unit->RenderCount(), 1U);
-  }
-}
-
-TEST(StandInFaults, ChosenPropertySetsFailAndOthersPass) {
-  AudioComponent component = standin::Register(Variant::kAdvanced);
-  standin::Faults& faults = standin::FaultsOf(component);
-  faults.FailSetProperty(kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, -50);
-  faults.FailSetProperty(kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, -51);
-  faults.FailSetProperty(kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, -52);
-  Host host(component);
-  standin::Unit* unit = standin::Find(host.unit());
-  const UInt32 channelsBefore = unit->StreamFormatOf(kAudioUnitScope_Input).mChannelsPerFrame;
-  const AudioStreamBasicDescription format = testsupport::FloatFormat(48000.0, channelsBefore == 1 ? 2 : 1);
-  EXPECT_EQ(AudioUnitSetProperty(host.unit(), kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0, &format,
-                                 sizeof format),
-            -50);
-  EXPECT_EQ(unit->StreamFormatOf(kAudioUnitScope_Input).mChannelsPerFrame, channelsBefore);
-  EXPECT_EQ(AudioUnitSetProperty(host.unit(), kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0, &format,
-                                 sizeof format),
-            noErr);
-  EXPECT_EQ(unit->StreamFormatOf(kAudioUnitScope_Output).mChannelsPerFrame, format.mChannelsPerFrame);
-  EXPECT_EQ(host.SetInput(), -51);
-  EXPECT_EQ(unit->InputCallback().inputProc, nullptr);
-  const UInt32 frames = 4096;
-  EXPECT_EQ(AudioUnitSetProperty(host.unit(), kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0,
-                                 &frames, sizeof frames),
-            -52);
-
-  faults.FailSetProperty(kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, noErr);
-  EXPECT_EQ(host.SetInput(), noErr);
-  faults.Clear();
-  EXPECT_EQ(host.SetFormats(2), noErr);
-}
-
-TEST(StandInFaults, LatencyIsReportedInSecondsOrItsGetFails) {
-  AudioComponent component = standin::Register(Variant::kPro);
-  Host host(component);
-  standin::FaultsOf(component).latencySeconds = 112.0 / 48000.0;
-  Float64 latency = 0;
-  UInt32 size = sizeof latency;
-  ASSERT_EQ(AudioUnitGetProperty(host.unit(), kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &latency, &size),
-            noErr);
-  EXPECT_DOUBLE_EQ(latency, 112.0 / 48000.0);
-  standin::FaultsOf(component).latencyGet = kAudioUnitErr_InvalidProperty;
-  EXPECT_EQ(AudioUnitGetProperty(host.unit(), kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &latency, &size),
-            kAudioUnitErr_InvalidProperty);
-}
-
-TEST(StandInFaults, InitializeFailureLeavesTheUnitUninitialisedExceptAlreadyInitialised) {
-  AudioComponent component = standin::Register(Variant::kEfx);
-  standin::FaultsOf(component).initialize = kAudioUnitErr_FailedInitialization;
-  Host failing(component);
-  ASSERT_EQ(failing.SetFormats(1), noErr);
-  ASSERT_EQ(failing.SetInput(), noErr);
-  EXPECT_EQ(AudioUnitInitialize(failing.unit()), kAudioUnitErr_FailedInitialization);
-  EXPECT_FALSE(standin::Find(failing.unit())->IsInitialized());
-  std::vector<std::vector<float>> out;
-  EXPECT_EQ(failing.Render(1, 64, out), kAudioUnitErr_Uninitialized);
-
-  standin::FaultsOf(component).initialize = kAudioUnitErr_Initialized;
-  Host usable(component);
-  EXPECT_EQ(usable.Prepare(1), kAudioUnitErr_Initialized);
-  EXPECT_TRUE(standin::Find(usable.unit())->IsInitialized());
-  ASSERT_EQ(usable.Render(1, 64, out), noErr);
-  EXPECT_EQ(out[0][63], standin::kGain);
-}
-
-TEST(StandInFaults, ScaleParameterInfoFailsOrReportsAnotherName) {
-  AudioComponent component = standin::Register(Variant::kPro);
-  standin::Faults& faults = standin::FaultsOf(component);
-  Host host(component);
-  AudioUnitParameterInfo info{};
-  faults.scaleInfo = kAudioUnitErr_InvalidParameter;
-  EXPECT_EQ(ParameterInfo(host.unit(), 162, info), kAudioUnitErr_InvalidParameter);
-  ASSERT_EQ(ParameterInfo(host.unit(), 1, info), noErr);
-  EXPECT_EQ(NameOf(info), "Legacy Scale");
-
-  faults.scaleInfo = noErr;
-  faults.SetScaleName("Scale Mode");
-  ASSERT_EQ(ParameterInfo(host.unit(), 162, info), noErr);
-  EXPECT_EQ(NameOf(info), "Scale Mode");
-  EXPECT_STREQ(info.name, "Scale Mode");
-
-  faults.SetScaleName("");
-  faults.namesAsStringObjects = false;
-  ASSERT_EQ(ParameterInfo(host.unit(), 162, info), noErr);
-  EXPECT_EQ(info.flags & kAudioUnitParameterFlag_HasCFNameString, 0U);
-  EXPECT_EQ(info.cfNameString, nullptr);
-  EXPECT_STREQ(info.name, "Modern Scale");
-}
-
-TEST(StandInFaults, RenderFailsWithTheChosenStatusOrTakesLonger) {
-  AudioComponent component = standin::Register(Variant::kAdvanced);
-  Host host(component);
-  ASSERT_EQ(host.Prepare(2), noErr);
-  standin::Unit* unit = standin::Find(host.unit());
-  std::vector<std::vector<float>> out;
-  standin::FaultsOf(component).render = -4242;
-  EXPECT_EQ(host.Render(2, 128, out), -4242);
-  EXPECT_EQ(unit->RenderCount(), 1U);
-
-  standin::FaultsOf(component).render = noErr;
-  standin::FaultsOf(component).renderDelayMs = 30;
-  const auto start = std::chrono::steady_clock::now();
-  ASSERT_EQ(host.Render(2, 128, out), noErr);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
-  EXPECT_EQ(out[1][0], 2 * standin::kGain);
-  EXPECT_EQ(unit->RenderCount(), 2U);
 }
 
 }  // namespace
