@@ -147,6 +147,18 @@ OSStatus ApplyStreamFormat(AUBase& unit, AudioUnitScope scope, AudioUnitElement 
   return unit.ChangeStreamFormat(scope, element, current, newFormat);
 }
 
+// The size of the value of a property that lives on an element.
+UInt32 ElementValueSize(AudioUnitPropertyID id) {
+  switch (id) {
+    case kAudioUnitProperty_SampleRate:
+      return sizeof(Float64);
+    case kAudioUnitProperty_StreamFormat:
+      return sizeof(AudioStreamBasicDescription);
+    default:  // kAudioUnitProperty_ElementName
+      return sizeof(CFStringRef);
+  }
+}
+
 // A string property's new value: null clears it, anything else must be a string.
 std::optional<CFStringRef> TakeString(const void* inData, UInt32 inDataSize) {
   if (inDataSize != sizeof(CFStringRef)) {
@@ -539,6 +551,11 @@ OSStatus AUBase::DispatchSetProperty(AudioUnitPropertyID inID, AudioUnitScope in
     default:  // read-only for the base; the subclass may take it
       return SetProperty(inID, inScope, inElement, inData, inDataSize);
   }
+  // An element property's value is measured before its element is looked for
+  // (the buffer flag, whose element is checked first, is not one of them).
+  if (*where == Where::kElement && inDataSize != ElementValueSize(inID)) {
+    return kAudioUnitErr_InvalidPropertyValue;
+  }
   if (const OSStatus checked = CheckWhere(*this, *where, inScope, inElement); checked != noErr) {
     return checked;
   }
@@ -562,17 +579,11 @@ OSStatus AUBase::DispatchSetProperty(AudioUnitPropertyID inID, AudioUnitScope in
                               callback.inputProcRefCon);
     }
     case kAudioUnitProperty_SampleRate: {
-      if (inDataSize != sizeof(Float64)) {
-        return kAudioUnitErr_InvalidPropertyValue;
-      }
       AudioStreamBasicDescription format = GetStreamFormat(inScope, inElement);
       format.mSampleRate = Take<Float64>(inData);
       return ApplyStreamFormat(*this, inScope, inElement, format);
     }
     case kAudioUnitProperty_StreamFormat:
-      if (inDataSize != sizeof(AudioStreamBasicDescription)) {
-        return kAudioUnitErr_InvalidPropertyValue;
-      }
       return ApplyStreamFormat(*this, inScope, inElement, Take<AudioStreamBasicDescription>(inData));
     case kAudioUnitProperty_ElementCount: {
       if (inDataSize != sizeof(UInt32)) {

@@ -64,12 +64,17 @@ Ref GetTyped(CFDictionaryRef dict, CFStringRef key, CFTypeID typeID) {
   return value != nullptr && CFGetTypeID(value) == typeID ? static_cast<Ref>(value) : nullptr;
 }
 
-// An integral number equal to `code`, whether it was stored signed (as we write
-// it) or as the unsigned four-character code.
+// A number equal in value to `code`, read as signed (as we write it) or as the
+// unsigned four-character code, whatever type the writer stored it as.
 bool NumberMatches(CFDictionaryRef dict, CFStringRef key, UInt32 code) {
   const auto number = GetTyped<CFNumberRef>(dict, key, CFNumberGetTypeID());
-  if (number == nullptr || CFNumberIsFloatType(number)) {
+  if (number == nullptr) {
     return false;
+  }
+  if (CFNumberIsFloatType(number)) {
+    Float64 real = 0;
+    CFNumberGetValue(number, kCFNumberFloat64Type, &real);
+    return real == static_cast<Float64>(static_cast<SInt32>(code)) || real == static_cast<Float64>(code);
   }
   SInt64 value = 0;
   if (!CFNumberGetValue(number, kCFNumberSInt64Type, &value)) {

@@ -76,7 +76,8 @@ OSStatus AUElement::SetParameter(AudioUnitParameterID paramID, AudioUnitParamete
 void AUElement::SetScheduledEvent(AudioUnitParameterID paramID, const AudioUnitParameterEvent& inEvent,
                                   UInt32 /*inSliceOffsetInBuffer*/, UInt32 /*inSliceDurationFrames*/) {
   if (inEvent.eventType == kParameterEvent_Immediate) {
-    SetParameter(paramID, inEvent.eventValues.immediate.value, true);
+    // Never adds: this runs on the render thread of an initialized unit.
+    SetParameter(paramID, inEvent.eventValues.immediate.value);
   } else {
     LogError("Warning: %s was passed a ramped parameter event but does not implement them. Ignoring.",
              mAudioUnit.GetLoggingString().c_str());

@@ -38,7 +38,8 @@ class AUElement {
   // and refused (with a warning) after it unless `okWhenInitialized`.
   OSStatus SetParameter(AudioUnitParameterID paramID, AudioUnitParameterValue value, bool okWhenInitialized = false);
 
-  // [render thread] Applies one scheduled event to this render slice.
+  // [render thread] Applies one scheduled event to this render slice; an id the
+  // element does not hold is refused, never added.
   virtual void SetScheduledEvent(AudioUnitParameterID paramID, const AudioUnitParameterEvent& inEvent,
                                  UInt32 inSliceOffsetInBuffer, UInt32 inSliceDurationFrames);
 

@@ -45,6 +45,7 @@ class ComponentBase {
   static std::recursive_mutex& InitializationMutex();
 
   // [any thread] The system's open and close entries of the plug-in interface.
+  // A failed open leaves an empty record that a later close frees, if one comes.
   static OSStatus AP_Open(void* self, AudioComponentInstance compInstance);
   static OSStatus AP_Close(void* self);
 

@@ -20,8 +20,9 @@ std::atomic<const VariantInfo*> gRetiredVariant{nullptr};
 namespace {
 
 // The twelve cached settings from scale_ to wetDry_, as one block of defaults.
-constexpr float kSettingDefaults[12] = {0.0714286F, 0.0F, 0.5F, 0.686F, 0.25F, 0.0F,
-                                        0.0F,       0.5F, 0.5F, 1.0F,   0.5F,  1.0F};
+// Scale is 1/14 to the bit, the value the parameter info gives as its default.
+constexpr float kSettingDefaults[12] = {1.0F / 14.0F, 0.0F, 0.5F, 0.686F, 0.25F, 0.0F,
+                                        0.0F,         0.5F, 0.5F, 1.0F,   0.5F,  1.0F};
 
 // Asked anew on every call: a host may rename itself.
 bool IsLogicHostingProcess() {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -168,8 +170,8 @@ TEST_F(ParametersTest, DescribeTheOwnElevenOnly) {
   constexpr std::array<const char*, 11> kNames{"Key",      "Scale",    "RetuneSpeed",    "InputType",
                                                "Humanize", "FlexTune", "NaturalVibrato", "Tracking",
                                                "Formant",  "Throat",   "WetDry"};
-  constexpr std::array<float, 11> kDefaults{0.0F, 0.0714285746F, 0.686F, 0.25F, 0.0F, 0.0F,
-                                            0.5F, 0.5F,          1.0F,   0.5F,  1.0F};
+  constexpr std::array<float, 11> kDefaults{
+      0.0F, std::bit_cast<float>(0x3D924925U), 0.686F, 0.25F, 0.0F, 0.0F, 0.5F, 0.5F, 1.0F, 0.5F, 1.0F};
   for (AudioUnitParameterID id = 0; id < kNames.size(); ++id) {
     AudioUnitParameterInfo info{};
     UInt32 size = sizeof info;
@@ -178,7 +180,9 @@ TEST_F(ParametersTest, DescribeTheOwnElevenOnly) {
         noErr)
         << id;
     EXPECT_STREQ(info.name, kNames[id]);
-    EXPECT_EQ(info.defaultValue, kDefaults[id]) << id;
+    EXPECT_EQ(std::bit_cast<uint32_t>(info.defaultValue), std::bit_cast<uint32_t>(kDefaults[id])) << id;
+    // Before any settings arrive the cached value is the advertised default, to the bit.
+    EXPECT_EQ(std::bit_cast<uint32_t>(Read(veneer, id)), std::bit_cast<uint32_t>(info.defaultValue)) << id;
     EXPECT_EQ(info.minValue, 0.0F);
     EXPECT_EQ(info.maxValue, 1.0F);
     EXPECT_EQ(info.unit, kAudioUnitParameterUnit_Generic);

@@ -206,6 +206,26 @@ TEST(DispatchExceptions, ExceptionsFromConstructionInitializeAndPropertiesBecome
   EXPECT_EQ(testunits::Value<UInt32>(unit, ThrowingUnit::kThrowingProperty), 42U);
 }
 
+// Nothing promises whether the system closes an instance whose open failed:
+// either way the record is released once and nothing is left behind (the
+// sanitizer builds check both).
+TEST(DispatchExceptions, FailedOpenIsSafeWhetherOrNotTheSystemClosesIt) {
+  const AudioComponentDescription description{};
+  ThrowingUnit::throwInConstructor = ThrowingUnit::What::BadAlloc;
+  for (const bool systemCloses : {true, false, true}) {
+    SCOPED_TRACE(systemCloses);
+    AudioComponentPlugInInterface* record = ausdk::APFactory<ausdk::AUBaseLookup, ThrowingUnit>::Factory(&description);
+    ASSERT_NE(record, nullptr);
+    const size_t liveBefore = testunits::LiveUnits::Count();
+    EXPECT_EQ(record->Open(record, nullptr), kAudio_MemFullError);
+    EXPECT_EQ(testunits::LiveUnits::Count(), liveBefore);
+    if (systemCloses) {
+      EXPECT_EQ(record->Close(record), noErr);
+    }
+  }
+  ThrowingUnit::throwInConstructor = ThrowingUnit::What::Nothing;
+}
+
 // Counts lock and unlock, so a test can see which selectors hold the instance lock.
 class CountingLock : public ausdk::AUMutex {
  public:

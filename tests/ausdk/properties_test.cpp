@@ -355,6 +355,17 @@ TEST(PropertiesRefusals, WrongSizesAreInvalidValuesAndStoreNothing) {
   for (const auto& [id, scope, size] : kWrongSizes) {
     EXPECT_EQ(AudioUnitSetProperty(host.unit, id, scope, 0, bytes, size), kAudioUnitErr_InvalidPropertyValue) << id;
   }
+  // On a bus that does not exist: formats and names have their size checked
+  // first, the buffer flag its element.
+  const std::tuple<AudioUnitPropertyID, UInt32, OSStatus> kCheckOrder[] = {
+      {kAudioUnitProperty_SampleRate, 4, kAudioUnitErr_InvalidPropertyValue},
+      {kAudioUnitProperty_StreamFormat, 39, kAudioUnitErr_InvalidPropertyValue},
+      {kAudioUnitProperty_ElementName, 4, kAudioUnitErr_InvalidPropertyValue},
+      {kAudioUnitProperty_ShouldAllocateBuffer, 2, kAudioUnitErr_InvalidElement},
+  };
+  for (const auto& [id, size, status] : kCheckOrder) {
+    EXPECT_EQ(AudioUnitSetProperty(host.unit, id, kOutput, 5, bytes, size), status) << id;
+  }
   // A layout that claims more channel descriptions than the data holds.
   AudioChannelLayout layout{};
   layout.mChannelLayoutTag = kAudioChannelLayoutTag_UseChannelDescriptions;

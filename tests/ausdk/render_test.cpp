@@ -592,6 +592,32 @@ TEST_F(ScheduleTest, SliceErrorEndsTheRender) {
   EXPECT_EQ(Slices(*scheduler_), "0+100/256@2 ");
 }
 
+// A parameter comes into being only before initialization: on the render thread
+// an insertion would allocate and move the array under lock-free readers.
+TEST_F(ScheduleTest, UnknownParameterIsRefusedOnTheRenderThreadAsADirectSetRefusesIt) {
+  AudioUnitParameterEvent unknown = Immediate(64, 5.0F);
+  unknown.parameter = 7;
+  char warning[160];
+  std::snprintf(warning, sizeof warning,
+                "Warning: AU (%p): aufx/rnd4/VnTs SetParameter for undefined param ID 7 while initialized. Ignoring.\n",
+                static_cast<void*>(unit_.get()));
+  testsupport::CaptureStderr atSchedule;
+  ASSERT_EQ(AudioUnitScheduleParameters(unit_, &unknown, 1), noErr);
+  EXPECT_EQ(atSchedule.Finish(), warning);
+
+  testsupport::CaptureStderr atRender;
+  ASSERT_EQ(RenderAt(unit_, 0, 256, buffers_.get()), noErr);
+  EXPECT_EQ(atRender.Finish(), warning);
+  AudioUnitParameterValue value = 0;
+  EXPECT_EQ(AudioUnitGetParameter(unit_, 7, kAudioUnitScope_Global, 0, &value), kAudioUnitErr_InvalidParameter);
+  UInt32 size = 0;
+  ASSERT_EQ(
+      AudioUnitGetPropertyInfo(unit_, kAudioUnitProperty_ParameterList, kAudioUnitScope_Global, 0, &size, nullptr),
+      noErr);
+  EXPECT_EQ(size, sizeof(AudioUnitParameterID));  // still only the gain
+  EXPECT_EQ(Slices(*scheduler_), "0+64/256@1 64+192/256@1 ");
+}
+
 TEST_F(RenderTest, UnitThatCannotScheduleAppliesImmediateEventsAtOnce) {
   const AudioUnitParameterEvent events[] = {Immediate(32, 2.0F), Ramp(0, 64, 0.0F, 4.0F)};
   ASSERT_EQ(AudioUnitScheduleParameters(unit_, events, 2), noErr);

@@ -4,6 +4,7 @@
 #include <CoreFoundation/CFString.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -171,6 +172,11 @@ CFTypeRef Get(CFDictionaryRef dict, const char* key) { return CFDictionaryGetVal
 
 void SetNumber(CFMutableDictionaryRef dict, const char* key, SInt32 value) {
   CFHeld<CFNumberRef> number(CFNumberCreate(nullptr, kCFNumberSInt32Type, &value));
+  CFDictionarySetValue(dict, String(key).get(), number.get());
+}
+
+void SetReal(CFMutableDictionaryRef dict, const char* key, Float64 value) {
+  CFHeld<CFNumberRef> number(CFNumberCreate(nullptr, kCFNumberFloat64Type, &value));
   CFDictionarySetValue(dict, String(key).get(), number.get());
 }
 
@@ -378,6 +384,9 @@ TEST_F(StateRestore, RefusedDictionariesChangeNothing) {
       {"no subtype", [](CFMutableDictionaryRef d) { CFDictionaryRemoveValue(d, String("subtype").get()); }},
       {"no manufacturer", [](CFMutableDictionaryRef d) { CFDictionaryRemoveValue(d, String("manufacturer").get()); }},
       {"version 1", [](CFMutableDictionaryRef d) { SetNumber(d, "version", 1); }},
+      {"version 0.5", [](CFMutableDictionaryRef d) { SetReal(d, "version", 0.5); }},
+      {"version NaN", [](CFMutableDictionaryRef d) { SetReal(d, "version", std::nan("")); }},
+      {"subtype a fraction off", [](CFMutableDictionaryRef d) { SetReal(d, "subtype", kStateSubtype + 0.5); }},
       {"no version", [](CFMutableDictionaryRef d) { CFDictionaryRemoveValue(d, String("version").get()); }},
       {"version as text", [](CFMutableDictionaryRef d) { SetValue(d, "version", String("0").get()); }},
       {"a part", [](CFMutableDictionaryRef d) { SetNumber(d, "part", 0); }},
@@ -399,6 +408,19 @@ TEST_F(StateRestore, RefusedDictionariesChangeNothing) {
   CFHeld<CFNumberRef> number(CFNumberCreate(nullptr, kCFNumberSInt32Type, &zero));
   EXPECT_EQ(Restore(unit, number.get()), kAudioUnitErr_InvalidPropertyValue);
   EXPECT_TRUE(announced.empty());
+}
+
+// Property lists from other writers store the same numbers as reals or 64-bit integers.
+TEST_F(StateRestore, NumbersAreComparedByValueWhateverTheirStoredType) {
+  const auto state = EditableState(unit);
+  SetReal(state.get(), "version", 0.0);
+  SetReal(state.get(), "subtype", static_cast<Float64>(kStateSubtype));
+  const SInt64 manufacturer = testunits::kManufacturer;
+  CFHeld<CFNumberRef> wide(CFNumberCreate(nullptr, kCFNumberSInt64Type, &manufacturer));
+  SetValue(state.get(), "manufacturer", wide.get());
+  SetValue(state.get(), "data", Blob({0, 0, 1, kLevel, Bits(3.0F)}).get());
+  EXPECT_EQ(Restore(unit, state.get()), noErr);
+  EXPECT_EQ(Param(unit, kLevel), 3.0F);
 }
 
 // Each blob is restored in a state saved under another type (accepted: the subtype and

@@ -2,6 +2,10 @@
 // stand-in records and the exact log lines.
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cstdint>
+#include <string>
+
 #include "LinkHarness.h"
 
 namespace {
@@ -19,7 +23,7 @@ TEST_F(ApplySettings, ScaleOnProUsesTheTableForLowIndexesAndBothScaleParameters)
   ASSERT_NE(inner, nullptr);
   WriteSettings("seq=1\nscale=1.7\n");
   (*veneer_)->ApplyFileToInner();
-  const float oneFourteenth = 0.0714286F;
+  const float oneFourteenth = std::bit_cast<float>(0x3D924925U);
   EXPECT_EQ(inner->Writes(),
             (std::vector<ParameterWrite>{{162, kGlobal, 0, oneFourteenth}, {1, kGlobal, 0, oneFourteenth}}));
   AudioUnitParameterValue cached = 0;
@@ -31,6 +35,32 @@ TEST_F(ApplySettings, ScaleOnProUsesTheTableForLowIndexesAndBothScaleParameters)
   (*veneer_)->ApplyFileToInner();
   EXPECT_EQ(inner->Writes(), (std::vector<ParameterWrite>{{162, kGlobal, 0, static_cast<float>(5.0 / 14.0)},
                                                           {1, kGlobal, 0, static_cast<float>(5.0 / 14.0)}}));
+}
+
+// The products read these fractions back by truncating value x 14 (or x 28): one
+// unit in the last place below the exact single-precision value is another scale.
+TEST_F(ApplySettings, LowScaleIndexesSendTheTablesFractionsBitForBit) {
+  struct Case {
+    const char* product;
+    Variant variant;
+    int index;
+    AudioUnitParameterID param;
+    uint32_t bits;
+  };
+  for (const Case& c : {Case{"Auto-Tune Pro", Variant::kPro, 1, 162, 0x3D924925U},
+                        Case{"Auto-Tune Pro", Variant::kPro, 2, 162, 0x3E124925U},
+                        Case{"Auto-Tune Artist", Variant::kArtist, 0, 2, 0x3D924925U},
+                        Case{"Auto-Tune Artist", Variant::kArtist, 2, 2, 0x3D124925U}}) {
+    WriteSupportFile("force_variant.txt", c.product);  // both products are installed after the first cases
+    standin::Unit* inner = OpenWithInner(c.variant);
+    ASSERT_NE(inner, nullptr);
+    WriteSettings("seq=1\nscale=" + std::to_string(c.index) + "\n");
+    (*veneer_)->ApplyFileToInner();
+    const std::vector<ParameterWrite> writes = inner->Writes();
+    ASSERT_FALSE(writes.empty()) << c.index;
+    EXPECT_EQ(writes[0].id, c.param);
+    EXPECT_EQ(std::bit_cast<uint32_t>(writes[0].value), c.bits) << c.product << ", scale " << c.index;
+  }
 }
 
 TEST_F(ApplySettings, ScaleAndInputTypeOnAdvanced) {
