@@ -3,6 +3,7 @@
 #include <AudioToolbox/AudioUnit.h>
 #include <AudioToolbox/MusicDevice.h>
 #include <CoreFoundation/CoreFoundation.h>
+#include <CoreMIDI/CoreMIDI.h>
 #include <gtest/gtest.h>
 
 #include <cstring>

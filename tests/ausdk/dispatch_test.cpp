@@ -1,6 +1,7 @@
 // The component boundary: which selectors each lookup serves, the method
 // functions' argument checks, the instance lock, the lifecycle calls and every
 // exception turned into a status.
+#include <CoreMIDI/CoreMIDI.h>
 #include <CoreServices/CoreServices.h>
 #include <gtest/gtest.h>
 
