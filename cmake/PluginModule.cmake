@@ -26,6 +26,8 @@ set_target_properties(Veneer PROPERTIES
   LIBRARY_OUTPUT_DIRECTORY ${VENEER_BUNDLE_DIR}/Contents/${VENEER_BUNDLE_EXECUTABLE_DIR})
 add_custom_command(TARGET Veneer POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E make_directory ${VENEER_BUNDLE_DIR}/Contents/Resources)
+veneer_bundle_architectures(Veneer veneer_core ausdk)
+veneer_sign_bundle(Veneer ${VENEER_BUNDLE_DIR})
 
 # `cmake --install` puts the bundle in the per-user components folder.
 # HOME is read when installing, not when configuring.

@@ -1,6 +1,32 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build and the tests need, only those missing.
+# Installs what the build and the tests need, only what is missing: Debian
+# packages (with sudo when not root), or on macOS Homebrew formulae (the Xcode
+# command line tools must already be there: they bring clang, codesign and auval).
 set -euo pipefail
+
+if [[ $(uname -s) == Darwin ]]; then
+  if ! xcode-select -p >/dev/null 2>&1; then
+    echo "The Xcode command line tools are missing: run 'xcode-select --install', then try again." >&2
+    exit 1
+  fi
+  if ! command -v brew >/dev/null 2>&1; then
+    echo "Homebrew is missing: see https://brew.sh, then try again." >&2
+    exit 1
+  fi
+  formulae=(cmake ninja pkg-config libsndfile googletest google-benchmark)
+  installed=$(brew list --formula -1)
+  missing=()
+  for formula in "${formulae[@]}"; do
+    if ! grep -qx "$formula" <<<"$installed"; then
+      missing+=("$formula")
+    fi
+  done
+  if ((${#missing[@]} > 0)); then
+    echo "Installing: ${missing[*]}"
+    brew install "${missing[@]}"
+  fi
+  exit 0
+fi
 
 packages=(
   cmake ninja-build g++ clang clang-format clang-tidy libclang-rt-14-dev

@@ -9,9 +9,17 @@ cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
 cmake --preset default >/dev/null
-cmake --build --preset default -- -j"$(nproc)"
+cmake --build --preset default
 cmake --install build/default >/dev/null
+installed="$HOME/Library/Audio/Plug-Ins/Components/Veneer.component"
 echo "Installed Veneer.component in $HOME/Library/Audio/Plug-Ins/Components"
 echo
 
-build/default/tools/veneer-host/veneer-host render --output build/default/demo/veneer-demo.wav "$@"
+host=(build/default/tools/veneer-host/veneer-host render --output build/default/demo/veneer-demo.wav)
+if [[ $(uname -s) == Darwin ]]; then
+  # The system's component registry notices a new bundle only after a while:
+  # load the one just installed directly. Without an installed product Veneer
+  # passes the voice through.
+  host+=(--module "$installed")
+fi
+"${host[@]}" "$@"

@@ -8,5 +8,5 @@ cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
 cmake --preset "$preset" >/dev/null
-cmake --build --preset "$preset" -- -j"$(nproc)"
-ctest --preset "$preset" -j"$(nproc)"
+cmake --build --preset "$preset"
+ctest --preset "$preset" -j"$(getconf _NPROCESSORS_ONLN)"
