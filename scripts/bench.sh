@@ -17,6 +17,10 @@ case "${1:-}" in
 esac
 
 cd "$(dirname "$0")/.."
+if [[ $mode == counts && $(uname -s) == Darwin ]]; then
+  echo "--callgrind needs valgrind, which macOS lacks: run it on Linux" >&2
+  exit 2
+fi
 scripts/install-deps.sh
 cmake --preset bench >/dev/null
 cmake --build --preset bench --target bench_render bench_controls bench_lifecycle bench_render_counts

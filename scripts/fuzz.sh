@@ -13,6 +13,10 @@ if ! [[ "$seconds" =~ ^[1-9][0-9]*$ ]]; then
   exit 2
 fi
 cd "$(dirname "$0")/.."
+if [[ $(uname -s) == Darwin ]]; then
+  echo "fuzzing needs clang's libFuzzer, which Apple's toolchain lacks: run it on Linux" >&2
+  exit 2
+fi
 
 targets=(fuzz_settings_parser fuzz_restore_state fuzz_properties fuzz_host_sequences)
 
