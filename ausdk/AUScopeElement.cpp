@@ -97,7 +97,8 @@ AudioStreamBasicDescription DefaultStreamFormat() {
   AudioStreamBasicDescription format{};
   format.mSampleRate = 44100.0;
   format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved;  // 41
+  format.mFormatFlags =
+      static_cast<AudioFormatFlags>(kAudioFormatFlagsNativeFloatPacked) | kAudioFormatFlagIsNonInterleaved;  // 41
   format.mBytesPerPacket = 4;
   format.mFramesPerPacket = 1;
   format.mBytesPerFrame = 4;

@@ -197,7 +197,7 @@ class Sequence {
       return;
     }
     const UInt32 channels = in_.Below(9);
-    UInt32 flags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved;
+    UInt32 flags = static_cast<AudioFormatFlags>(kAudioFormatFlagsNativeFloatPacked) | kAudioFormatFlagIsNonInterleaved;
     switch (in_.Below(4)) {
       case 2:
         flags = kAudioFormatFlagsNativeFloatPacked;

@@ -179,7 +179,8 @@ class Session {
     const AudioStreamBasicDescription format{
         .mSampleRate = 48000.0,
         .mFormatID = kAudioFormatLinearPCM,
-        .mFormatFlags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved,
+        .mFormatFlags =
+            static_cast<AudioFormatFlags>(kAudioFormatFlagsNativeFloatPacked) | kAudioFormatFlagIsNonInterleaved,
         .mBytesPerPacket = 4,
         .mFramesPerPacket = 1,
         .mBytesPerFrame = 4,

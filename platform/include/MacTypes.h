@@ -10,8 +10,11 @@ typedef uint16_t UInt16;
 typedef int16_t SInt16;
 typedef uint32_t UInt32;
 typedef int32_t SInt32;
-typedef uint64_t UInt64;
-typedef int64_t SInt64;
+/* The platform spells the 64-bit types long long. Ours do too (not the
+   int64_t of this system, which is long), so that a %ld/%lu or a long* used
+   for them fails here as it does there. */
+typedef unsigned long long UInt64;
+typedef signed long long SInt64;
 
 typedef float Float32;
 typedef double Float64;

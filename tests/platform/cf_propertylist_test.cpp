@@ -68,7 +68,7 @@ TEST(CFPropertyListRoundTrip, ClassInfoSurvivesXmlAndBinaryAndXmlIsAnAppleXmlPli
     auto data = Adopt(CFPropertyListCreateData(nullptr, info.get(), format, 0, &error));
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(error, nullptr);
-    CFPropertyListFormat readFormat = 0;
+    CFPropertyListFormat readFormat{};
     auto back =
         Adopt(CFPropertyListCreateWithData(nullptr, data.get(), kCFPropertyListImmutable, &readFormat, nullptr));
     ASSERT_NE(back, nullptr);
@@ -121,7 +121,7 @@ constexpr const char* kEveryType = R"(<?xml version="1.0" encoding="UTF-8"?>
 )";
 
 TEST(CFPropertyListRead, HandWrittenXmlWithEveryTypeImmutableOrMutable) {
-  CFPropertyListFormat format = 0;
+  CFPropertyListFormat format{};
   auto plist = Read(kEveryType, kCFPropertyListImmutable, &format);
   ASSERT_NE(plist, nullptr);
   EXPECT_EQ(format, kCFPropertyListXMLFormat_v1_0);
@@ -205,7 +205,7 @@ TEST(CFPropertyListWrite, RefusesWhatIsNotAPropertyList) {
   EXPECT_TRUE(CFPropertyListIsValid(number.get(), kCFPropertyListBinaryFormat_v1_0));
   EXPECT_FALSE(CFPropertyListIsValid(number.get(), kCFPropertyListOpenStepFormat));
   EXPECT_TRUE(CFPropertyListIsValid(MakeString("s").get(), kCFPropertyListOpenStepFormat));
-  EXPECT_FALSE(CFPropertyListIsValid(number.get(), 7));
+  EXPECT_FALSE(CFPropertyListIsValid(number.get(), static_cast<CFPropertyListFormat>(7)));
   EXPECT_EQ(CFPropertyListCreateData(nullptr, MakeString("s").get(), kCFPropertyListOpenStepFormat, 0, nullptr),
             nullptr);
 }

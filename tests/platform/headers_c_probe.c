@@ -2,7 +2,10 @@
    layouts, exactly as a C host on the platform would include them. */
 #include <AudioToolbox/AudioToolbox.h>
 #include <CoreFoundation/CoreFoundation.h>
+#include <CoreMIDI/CoreMIDI.h>
 #include <dispatch/dispatch.h>
+#include <mach/mach_time.h>
+#include <os/log.h>
 #include <stddef.h>
 
 _Static_assert(sizeof(AudioStreamBasicDescription) == 40, "ASBD");
@@ -31,6 +34,19 @@ _Static_assert(sizeof(AudioUnitParameterNameInfo) == 16, "AudioUnitParameterName
 _Static_assert(sizeof(MIDIEventPacket) == 268, "MIDIEventPacket");
 _Static_assert(offsetof(MIDIEventList, packet) == 8, "MIDIEventList");
 
+/* In C the enumerations are their integer types and every queue kind is
+   dispatch_queue_t, as on the platform; the 64-bit types are long long. */
+#define VENEER_IS(expr, type) _Generic((expr), type : 1, default : 0)
+_Static_assert(VENEER_IS((CFNumberType)0, CFIndex), "CFNumberType");
+_Static_assert(VENEER_IS((AudioUnitParameterUnit)0, UInt32), "AudioUnitParameterUnit");
+_Static_assert(VENEER_IS((MIDIProtocolID)0, SInt32), "MIDIProtocolID");
+_Static_assert(VENEER_IS((os_log_type_t)0, uint8_t), "os_log_type_t");
+_Static_assert(VENEER_IS((dispatch_queue_main_t)0, dispatch_queue_t), "dispatch_queue_main_t");
+_Static_assert(VENEER_IS((SInt64)0, long long), "SInt64");
+_Static_assert(VENEER_IS((UInt64)0, unsigned long long), "UInt64");
+_Static_assert(VENEER_IS((dispatch_time_t)0, unsigned long long), "dispatch_time_t");
+_Static_assert(VENEER_IS(mach_absolute_time(), unsigned long long), "mach_absolute_time");
+
 /* Constants as a C translation unit sees them, for the C++ side to compare. */
 long VeneerCProbeConstants(int which) {
   switch (which) {
@@ -46,6 +62,9 @@ long VeneerCProbeConstants(int which) {
       return (long)kAudioChannelLayoutTag_Stereo;
     case 5:
       return (long)kAudioFormatFlagsNativeFloatPacked;
+    case 6:
+      return (long)AudioChannelLayoutTag_GetNumberOfChannels(kAudioChannelLayoutTag_MPEG_5_1_A);
+
     default:
       return -1;
   }

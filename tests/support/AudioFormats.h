@@ -10,7 +10,8 @@ inline AudioStreamBasicDescription FloatFormat(Float64 sampleRate, UInt32 channe
   AudioStreamBasicDescription format{};
   format.mSampleRate = sampleRate;
   format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved;
+  format.mFormatFlags =
+      static_cast<AudioFormatFlags>(kAudioFormatFlagsNativeFloatPacked) | kAudioFormatFlagIsNonInterleaved;
   format.mBytesPerPacket = 4;
   format.mFramesPerPacket = 1;
   format.mBytesPerFrame = 4;

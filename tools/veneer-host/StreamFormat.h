@@ -9,7 +9,8 @@ inline AudioStreamBasicDescription FloatFormat(double sampleRate, UInt32 channel
   AudioStreamBasicDescription format{};
   format.mSampleRate = sampleRate;
   format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags = kAudioFormatFlagsNativeFloatPacked | kAudioFormatFlagIsNonInterleaved;
+  format.mFormatFlags =
+      static_cast<AudioFormatFlags>(kAudioFormatFlagsNativeFloatPacked) | kAudioFormatFlagIsNonInterleaved;
   format.mBytesPerPacket = sizeof(float);
   format.mFramesPerPacket = 1;
   format.mBytesPerFrame = sizeof(float);

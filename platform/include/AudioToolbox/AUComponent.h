@@ -11,7 +11,8 @@ extern "C" {
 
 typedef AudioComponentInstance AudioUnit;
 
-enum {
+/* clang-format off */
+CF_ENUM(UInt32) {
   kAudioUnitType_Output = 0x61756F75,          /* 'auou' */
   kAudioUnitType_MusicDevice = 0x61756D75,     /* 'aumu' */
   kAudioUnitType_MusicEffect = 0x61756D66,     /* 'aumf' */
@@ -24,9 +25,9 @@ enum {
   kAudioUnitType_MIDIProcessor = 0x61756D69    /* 'aumi' */
 };
 
-enum { kAudioUnitManufacturer_Apple = 0x6170706C /* 'appl' */ };
+CF_ENUM(UInt32) { kAudioUnitManufacturer_Apple = 0x6170706C /* 'appl' */ };
 
-enum {
+CF_ENUM(OSStatus) {
   kAudioUnitErr_InvalidProperty = -10879,
   kAudioUnitErr_InvalidParameter = -10878,
   kAudioUnitErr_InvalidElement = -10877,
@@ -53,6 +54,7 @@ enum {
   kAudioUnitErr_MissingKey = -66741,
   kAudioUnitErr_RenderTimeout = -66745
 };
+/* clang-format on */
 
 typedef UInt32 AudioUnitPropertyID;
 typedef UInt32 AudioUnitScope;
@@ -60,7 +62,8 @@ typedef UInt32 AudioUnitElement;
 typedef UInt32 AudioUnitParameterID;
 typedef Float32 AudioUnitParameterValue;
 
-enum {
+/* clang-format off */
+CF_ENUM(AudioUnitScope) {
   kAudioUnitScope_Global = 0,
   kAudioUnitScope_Input = 1,
   kAudioUnitScope_Output = 2,
@@ -70,9 +73,9 @@ enum {
   kAudioUnitScope_Layer = 6,
   kAudioUnitScope_LayerItem = 7
 };
+/* clang-format on */
 
-typedef UInt32 AudioUnitRenderActionFlags;
-enum {
+typedef CF_OPTIONS(UInt32, AudioUnitRenderActionFlags) {
   kAudioUnitRenderAction_PreRender = (1U << 2),
   kAudioUnitRenderAction_PostRender = (1U << 3),
   kAudioUnitRenderAction_OutputIsSilence = (1U << 4),
@@ -93,8 +96,7 @@ typedef void (*AudioUnitPropertyListenerProc)(void* inRefCon, AudioUnit inUnit, 
 typedef void (*AUInputSamplesInOutputCallback)(void* inRefCon, const AudioTimeStamp* inOutputTimeStamp,
                                                Float64 inInputSample, Float64 inNumberInputSamples);
 
-typedef UInt32 AUParameterEventType;
-enum { kParameterEvent_Immediate = 1, kParameterEvent_Ramped = 2 };
+typedef CF_ENUM(UInt32, AUParameterEventType) { kParameterEvent_Immediate = 1, kParameterEvent_Ramped = 2 };
 
 /* A parameter change at a point of the next render, or a ramp over it: 32 bytes. */
 struct AudioUnitParameterEvent {

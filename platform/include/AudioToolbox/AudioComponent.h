@@ -17,8 +17,7 @@ extern "C" {
 #endif
 #endif
 
-typedef UInt32 AudioComponentFlags;
-enum {
+typedef CF_OPTIONS(UInt32, AudioComponentFlags) {
   kAudioComponentFlag_Unsearchable = 1,
   kAudioComponentFlag_SandboxSafe = 2,
   kAudioComponentFlag_IsV3AudioUnit = 4,
@@ -26,11 +25,11 @@ enum {
   kAudioComponentFlag_CanLoadInProcess = 0x10
 };
 
-typedef UInt32 AudioComponentInstantiationOptions;
-enum {
+typedef CF_OPTIONS(UInt32, AudioComponentInstantiationOptions) {
   kAudioComponentInstantiation_LoadOutOfProcess = 1,
   kAudioComponentInstantiation_LoadInProcess = 2,
-  kAudioComponentInstantiation_LoadedRemotely = 1U << 31
+  /* An iOS option: refused here as on macOS. */
+  kAudioComponentInstantiation_LoadedRemotely __attribute__((unavailable("not available on macOS"))) = 1U << 31
 };
 
 /* Identifies a component, or, in a search, which components match: a zero
@@ -63,7 +62,8 @@ typedef struct AudioComponentPlugInInterface AudioComponentPlugInInterface;
 
 typedef AudioComponentPlugInInterface* (*AudioComponentFactoryFunction)(const AudioComponentDescription* inDesc);
 
-enum {
+/* clang-format off */
+CF_ENUM(OSStatus) {
   kAudioComponentErr_InstanceTimedOut = -66754,
   kAudioComponentErr_InstanceInvalidated = -66749,
   kAudioComponentErr_DuplicateDescription = -66752,
@@ -73,6 +73,7 @@ enum {
   kAudioComponentErr_InitializationTimedOut = -66747,
   kAudioComponentErr_InvalidFormat = -66746
 };
+/* clang-format on */
 
 /* [any thread] */
 AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentFindNext(AudioComponent inComponent,

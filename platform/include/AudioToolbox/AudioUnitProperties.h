@@ -11,7 +11,8 @@ extern "C" {
 
 typedef const struct __CFURL* CFURLRef;
 
-enum {
+/* clang-format off */
+CF_ENUM(AudioUnitPropertyID) {
   kAudioUnitProperty_ClassInfo = 0,
   kAudioUnitProperty_MakeConnection = 1,
   kAudioUnitProperty_SampleRate = 2,
@@ -56,7 +57,6 @@ enum {
   kAudioUnitProperty_FrequencyResponse = 52,
   kAudioUnitProperty_ParameterHistoryInfo = 53,
   kAudioUnitProperty_NickName = 54,
-  kAudioUnitProperty_OfflineRenderingProtocol = 55,
   kAudioUnitProperty_RequestViewController = 56,
   kAudioUnitProperty_ParametersForOverview = 57,
   kAudioUnitProperty_SupportsMPE = 58,
@@ -64,6 +64,7 @@ enum {
   kAudioUnitProperty_LastRenderSampleTime = 61,
   kAudioUnitProperty_LoadedOutOfProcess = 62
 };
+/* clang-format on */
 
 /* kAudioUnitProperty_SetRenderCallback: 16 bytes. */
 struct AURenderCallbackStruct {
@@ -137,8 +138,7 @@ enum {
 };
 
 /* Parameter units. */
-typedef UInt32 AudioUnitParameterUnit;
-enum {
+typedef CF_ENUM(UInt32, AudioUnitParameterUnit) {
   kAudioUnitParameterUnit_Generic = 0,
   kAudioUnitParameterUnit_Indexed = 1,
   kAudioUnitParameterUnit_Boolean = 2,
@@ -170,8 +170,7 @@ enum {
 };
 
 /* Parameter flags. */
-typedef UInt32 AudioUnitParameterOptions;
-enum {
+typedef CF_OPTIONS(UInt32, AudioUnitParameterOptions) {
   kAudioUnitParameterFlag_CFNameRelease = (1UL << 4),
   kAudioUnitParameterFlag_OmitFromPresets = (1UL << 13),
   kAudioUnitParameterFlag_PlotHistory = (1UL << 14),

@@ -3,11 +3,13 @@
 #define VENEER_PLATFORM_MUSICDEVICE_H
 
 #include <AudioToolbox/AUComponent.h>
-#include <CoreMIDI/MIDIServices.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* Declared only: code that builds an event list includes <CoreMIDI/CoreMIDI.h>. */
+struct MIDIEventList;
 
 typedef UInt32 MusicDeviceInstrumentID;
 typedef UInt32 MusicDeviceGroupID;
@@ -45,15 +47,11 @@ enum {
 typedef OSStatus (*MusicDeviceMIDIEventProc)(void* self, UInt32 inStatus, UInt32 inData1, UInt32 inData2,
                                              UInt32 inOffsetSampleFrame);
 typedef OSStatus (*MusicDeviceSysExProc)(void* self, const UInt8* inData, UInt32 inLength);
-typedef OSStatus (*MusicDevicePrepareInstrumentProc)(void* self, MusicDeviceInstrumentID inInstrument);
-typedef OSStatus (*MusicDeviceReleaseInstrumentProc)(void* self, MusicDeviceInstrumentID inInstrument);
 typedef OSStatus (*MusicDeviceStartNoteProc)(void* self, MusicDeviceInstrumentID inInstrument,
                                              MusicDeviceGroupID inGroupID, NoteInstanceID* outNoteInstanceID,
                                              UInt32 inOffsetSampleFrame, const MusicDeviceNoteParams* inParams);
 typedef OSStatus (*MusicDeviceStopNoteProc)(void* self, MusicDeviceGroupID inGroupID, NoteInstanceID inNoteInstanceID,
                                             UInt32 inOffsetSampleFrame);
-typedef OSStatus (*MusicDeviceMIDIEventListProc)(void* self, UInt32 inOffsetSampleFrame,
-                                                 const struct MIDIEventList* evtList);
 
 /* [any thread] As the other unit calls: dispatched through the unit's Lookup. */
 AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceMIDIEvent(MusicDeviceComponent inUnit, UInt32 inStatus, UInt32 inData1,

@@ -3,6 +3,7 @@
 #ifndef VENEER_PLATFORM_COREAUDIOTYPES_H
 #define VENEER_PLATFORM_COREAUDIOTYPES_H
 
+#include <CoreFoundation/CFBase.h>
 #include <MacTypes.h>
 
 #ifdef __cplusplus
@@ -10,7 +11,8 @@ extern "C" {
 #endif
 
 /* General audio statuses. */
-enum {
+/* clang-format off */
+CF_ENUM(OSStatus) {
   kAudio_UnimplementedError = -4,
   kAudio_FileNotFoundError = -43,
   kAudio_FilePermissionError = -54,
@@ -19,6 +21,7 @@ enum {
   kAudio_ParamError = -50,
   kAudio_MemFullError = -108
 };
+/* clang-format on */
 
 typedef UInt32 AudioFormatID;
 typedef UInt32 AudioFormatFlags;
@@ -37,9 +40,10 @@ struct AudioStreamBasicDescription {
 };
 typedef struct AudioStreamBasicDescription AudioStreamBasicDescription;
 
-enum { kAudioStreamAnyRate = 0 };
+static const Float64 kAudioStreamAnyRate = 0.0;
 
-enum {
+/* clang-format off */
+CF_ENUM(AudioFormatID) {
   kAudioFormatLinearPCM = 0x6C70636D,     /* 'lpcm' */
   kAudioFormatAC3 = 0x61632D33,           /* 'ac-3' */
   kAudioFormatAppleLossless = 0x616C6163, /* 'alac' */
@@ -48,7 +52,7 @@ enum {
   kAudioFormatFLAC = 0x666C6163           /* 'flac' */
 };
 
-enum {
+CF_ENUM(AudioFormatFlags) {
   kAudioFormatFlagIsFloat = (1U << 0),
   kAudioFormatFlagIsBigEndian = (1U << 1),
   kAudioFormatFlagIsSignedInteger = (1U << 2),
@@ -67,13 +71,17 @@ enum {
   kLinearPCMFormatFlagIsNonMixable = kAudioFormatFlagIsNonMixable,
   kLinearPCMFormatFlagsSampleFractionShift = 7,
   kLinearPCMFormatFlagsSampleFractionMask = (0x3FU << kLinearPCMFormatFlagsSampleFractionShift),
-  kLinearPCMFormatFlagsAreAllClear = kAudioFormatFlagsAreAllClear,
+  kLinearPCMFormatFlagsAreAllClear = kAudioFormatFlagsAreAllClear
+};
 
+/* The flag bits' native-endian combinations: an enum of their own, as on the platform. */
+CF_ENUM(AudioFormatFlags) {
   /* Every target of this project is little-endian. */
   kAudioFormatFlagsNativeEndian = 0,
   kAudioFormatFlagsNativeFloatPacked =
       kAudioFormatFlagIsFloat | kAudioFormatFlagsNativeEndian | kAudioFormatFlagIsPacked
 };
+/* clang-format on */
 
 /* One buffer of audio: 16 bytes. */
 struct AudioBuffer {
@@ -102,8 +110,7 @@ typedef Float32 AudioSampleType;
 typedef Float32 AudioUnitSampleType;
 
 /* SMPTE time: 24 bytes. */
-typedef UInt32 SMPTETimeType;
-enum {
+typedef CF_ENUM(UInt32, SMPTETimeType) {
   kSMPTETimeType24 = 0,
   kSMPTETimeType25 = 1,
   kSMPTETimeType30Drop = 2,
@@ -118,8 +125,11 @@ enum {
   kSMPTETimeType2398 = 11
 };
 
-typedef UInt32 SMPTETimeFlags;
-enum { kSMPTETimeUnknown = 0, kSMPTETimeValid = (1U << 0), kSMPTETimeRunning = (1U << 1) };
+typedef CF_OPTIONS(UInt32, SMPTETimeFlags) {
+  kSMPTETimeUnknown = 0,
+  kSMPTETimeValid = (1U << 0),
+  kSMPTETimeRunning = (1U << 1)
+};
 
 struct SMPTETime {
   SInt16 mSubframes;
@@ -134,8 +144,7 @@ struct SMPTETime {
 };
 typedef struct SMPTETime SMPTETime;
 
-typedef UInt32 AudioTimeStampFlags;
-enum {
+typedef CF_OPTIONS(UInt32, AudioTimeStampFlags) {
   kAudioTimeStampNothingValid = 0,
   kAudioTimeStampSampleTimeValid = (1U << 0),
   kAudioTimeStampHostTimeValid = (1U << 1),
@@ -161,7 +170,8 @@ typedef struct AudioTimeStamp AudioTimeStamp;
 typedef UInt32 AudioChannelLabel;
 typedef UInt32 AudioChannelLayoutTag;
 
-enum {
+/* clang-format off */
+CF_ENUM(AudioChannelLabel) {
   kAudioChannelLabel_Unknown = 0xFFFFFFFF,
   kAudioChannelLabel_Unused = 0,
   kAudioChannelLabel_UseCoordinates = 100,
@@ -182,9 +192,9 @@ enum {
   kAudioChannelLabel_Discrete_0 = (1U << 16) | 0,
   kAudioChannelLabel_Discrete_1 = (1U << 16) | 1
 };
+/* clang-format on */
 
-typedef UInt32 AudioChannelBitmap;
-enum {
+typedef CF_OPTIONS(UInt32, AudioChannelBitmap) {
   kAudioChannelBit_Left = (1U << 0),
   kAudioChannelBit_Right = (1U << 1),
   kAudioChannelBit_Center = (1U << 2),
@@ -199,8 +209,7 @@ enum {
   kAudioChannelBit_TopCenterSurround = (1U << 11)
 };
 
-typedef UInt32 AudioChannelFlags;
-enum {
+typedef CF_OPTIONS(UInt32, AudioChannelFlags) {
   kAudioChannelFlags_AllOff = 0,
   kAudioChannelFlags_RectangularCoordinates = (1U << 0),
   kAudioChannelFlags_SphericalCoordinates = (1U << 1),
@@ -225,9 +234,12 @@ struct AudioChannelLayout {
 typedef struct AudioChannelLayout AudioChannelLayout;
 
 /* A tag's low 16 bits are its channel count. */
-#define AudioChannelLayoutTag_GetNumberOfChannels(layoutTag) ((UInt32)((layoutTag)&0x0000FFFF))
+CF_INLINE UInt32 AudioChannelLayoutTag_GetNumberOfChannels(AudioChannelLayoutTag inLayoutTag) {
+  return (UInt32)(inLayoutTag & 0x0000FFFF);
+}
 
-enum {
+/* clang-format off */
+CF_ENUM(AudioChannelLayoutTag) {
   kAudioChannelLayoutTag_UseChannelDescriptions = (0U << 16) | 0,
   kAudioChannelLayoutTag_UseChannelBitmap = (1U << 16) | 0,
   kAudioChannelLayoutTag_Mono = (100U << 16) | 1,
@@ -270,10 +282,7 @@ enum {
   kAudioChannelLayoutTag_DiscreteInOrder = (147U << 16) | 0,
   kAudioChannelLayoutTag_Unknown = 0xFFFF0000U
 };
-
-/* Layout tags for a given number of discrete channels. */
-#define kAudioChannelLayoutTag_DiscreteInOrderWithCount(count) \
-  ((AudioChannelLayoutTag)(kAudioChannelLayoutTag_DiscreteInOrder | (count)))
+/* clang-format on */
 
 #ifdef __cplusplus
 }

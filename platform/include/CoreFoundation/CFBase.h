@@ -27,12 +27,38 @@
 #define CF_IMPLICIT_BRIDGING_DISABLED
 #define CF_ASSUME_NONNULL_BEGIN
 #define CF_ASSUME_NONNULL_END
-#define CF_ENUM(type, name) \
-  type name;                \
+
+/* Enumerations as the platform declares them. In C++ a CF_ENUM type is an enum
+   of its own with a fixed underlying type, so an integer does not convert to
+   it, and constants of two different enums do not mix silently. CF_OPTIONS
+   stays the integer type in C++ (so that a | b is still one), with the
+   constants in an enum of that underlying type. C gets the integer typedef
+   and a plain enum. CF_ENUM(Type) alone declares anonymous constants.
+   Used as `typedef CF_ENUM(Type, Name) { ... };`: the leading typedef names
+   a placeholder, since `typedef enum Name : Type Name;` is not valid C++.
+   clang-format takes `CF_ENUM(Type) {` for an initializer list, so the
+   headers turn it off around those enums. */
+#if defined(__cplusplus) && __cplusplus >= 201103L
+#define __CF_NAMED_ENUM(_type, _name) \
+  int __CF_ENUM_##_name;              \
+  enum _name : _type;                 \
+  typedef enum _name _name;           \
+  enum _name : _type
+#define __CF_ANON_ENUM(_type) enum : _type
+#define CF_OPTIONS(_type, _name) \
+  _type _name;                   \
+  enum : _type
+#else
+#define __CF_NAMED_ENUM(_type, _name) \
+  _type _name;                        \
   enum
-#define CF_OPTIONS(type, name) \
-  type name;                   \
+#define __CF_ANON_ENUM(_type) enum
+#define CF_OPTIONS(_type, _name) \
+  _type _name;                   \
   enum
+#endif
+#define __CF_ENUM_GET_MACRO(_1, _2, NAME, ...) NAME
+#define CF_ENUM(...) __CF_ENUM_GET_MACRO(__VA_ARGS__, __CF_NAMED_ENUM, __CF_ANON_ENUM, )(__VA_ARGS__)
 
 CF_EXTERN_C_BEGIN
 
@@ -55,7 +81,7 @@ typedef CF_ENUM(CFIndex, CFComparisonResult) {
 
 typedef CFComparisonResult (*CFComparatorFunction)(const void* val1, const void* val2, void* context);
 
-enum { kCFNotFound = -1 };
+static const CFIndex kCFNotFound = -1;
 
 typedef struct {
   CFIndex location;
@@ -92,7 +118,6 @@ CF_EXPORT Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
 CF_EXPORT CFHashCode CFHash(CFTypeRef cf);
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef cf);
 CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef cf);
-CF_EXPORT void CFShow(CFTypeRef obj);
 
 CF_EXTERN_C_END
 

@@ -9,7 +9,7 @@ CF_EXTERN_C_BEGIN
 
 typedef UInt32 CFStringEncoding;
 
-enum {
+typedef CF_ENUM(CFStringEncoding, CFStringBuiltInEncodings) {
   kCFStringEncodingMacRoman = 0,
   kCFStringEncodingWindowsLatin1 = 0x0500,
   kCFStringEncodingISOLatin1 = 0x0201,
@@ -83,6 +83,9 @@ CF_EXPORT Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix);
 CF_EXPORT Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix);
 CF_EXPORT SInt32 CFStringGetIntValue(CFStringRef str);
 CF_EXPORT double CFStringGetDoubleValue(CFStringRef str);
+
+/* [any thread] Writes the object's description and a newline to standard error. */
+CF_EXPORT void CFShow(CFTypeRef obj);
 
 CF_EXTERN_C_END
 

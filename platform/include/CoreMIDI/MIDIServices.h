@@ -3,6 +3,7 @@
 #ifndef VENEER_PLATFORM_MIDISERVICES_H
 #define VENEER_PLATFORM_MIDISERVICES_H
 
+#include <CoreFoundation/CFBase.h>
 #include <MacTypes.h>
 
 #ifdef __cplusplus
@@ -11,8 +12,7 @@ extern "C" {
 
 typedef UInt64 MIDITimeStamp;
 
-typedef SInt32 MIDIProtocolID;
-enum { kMIDIProtocol_1_0 = 1, kMIDIProtocol_2_0 = 2 };
+typedef CF_ENUM(SInt32, MIDIProtocolID) { kMIDIProtocol_1_0 = 1, kMIDIProtocol_2_0 = 2 };
 
 #pragma pack(push, 4)
 /* Up to 64 universal MIDI packet words at one time: 268 bytes. */

@@ -3,6 +3,7 @@
 #define VENEER_PLATFORM_DISPATCH_H
 
 #include <dispatch/base.h>
+#include <dispatch/object.h>
 #include <dispatch/queue.h>
 #include <dispatch/time.h>
 

@@ -5,13 +5,14 @@
 #define VENEER_PLATFORM_DISPATCH_QUEUE_H
 
 #include <dispatch/base.h>
+#include <dispatch/object.h>
 #include <dispatch/time.h>
 
-__DISPATCH_BEGIN_DECLS
+DISPATCH_DECL(dispatch_queue);
+DISPATCH_DECL_SUBCLASS(dispatch_queue_serial, dispatch_queue);
+DISPATCH_DECL_SUBCLASS(dispatch_queue_main, dispatch_queue_serial);
 
-typedef struct dispatch_queue_s* dispatch_queue_t;
-typedef dispatch_queue_t dispatch_queue_serial_t;
-typedef dispatch_queue_t dispatch_queue_main_t;
+__DISPATCH_BEGIN_DECLS
 
 /* [any thread] Use dispatch_get_main_queue(). */
 DISPATCH_EXPORT dispatch_queue_main_t _dispatch_get_main_q(void);

@@ -11,13 +11,17 @@
 #define USEC_PER_SEC 1000000ull
 #define NSEC_PER_USEC 1000ull
 
-typedef uint64_t dispatch_time_t;
+/* uint64_t on the platform, where that is unsigned long long; spelled so here
+   (this system's uint64_t is unsigned long) so that formats and pointers are
+   checked as there. Assigning it to a std::uint64_t is fine on both. */
+typedef unsigned long long dispatch_time_t;
 
 #define DISPATCH_TIME_NOW (0ull)
 #define DISPATCH_TIME_FOREVER (~0ull)
 
 /* [any thread] `when` (DISPATCH_TIME_NOW for now) moved by `delta` nanoseconds.
-   DISPATCH_TIME_FOREVER stays so, and so does a sum that overflows. */
-DISPATCH_EXPORT dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta);
+   DISPATCH_TIME_FOREVER stays so, and so does a sum that overflows. `delta`
+   is the platform's int64_t, long long. */
+DISPATCH_EXPORT dispatch_time_t dispatch_time(dispatch_time_t when, long long delta);
 
 #endif

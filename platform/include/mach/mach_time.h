@@ -23,8 +23,13 @@ typedef struct mach_timebase_info mach_timebase_info_data_t;
 __attribute__((visibility("default"))) kern_return_t mach_timebase_info(mach_timebase_info_t info);
 #pragma GCC diagnostic pop
 
-/* [any thread] Monotonic ticks (nanoseconds); stops while the system sleeps. */
-__attribute__((visibility("default"))) uint64_t mach_absolute_time(void);
+/* [any thread] Monotonic ticks (nanoseconds); stops while the system sleeps.
+   The platform returns uint64_t, which there is unsigned long long; this
+   system's uint64_t is unsigned long, so the type is spelled out: "%lu" or a
+   long* fails here as it does there, while `std::uint64_t t =
+   mach_absolute_time();` and "%llu" work on both. (PRIu64 is "lu" here:
+   format the result through a std::uint64_t variable, not directly.) */
+__attribute__((visibility("default"))) unsigned long long mach_absolute_time(void);
 
 #ifdef __cplusplus
 }

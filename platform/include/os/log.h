@@ -6,6 +6,7 @@
 #ifndef VENEER_PLATFORM_OS_LOG_H
 #define VENEER_PLATFORM_OS_LOG_H
 
+#include <os/base.h>
 #include <stdbool.h>
 #include <stdint.h>
 
@@ -18,14 +19,8 @@ extern "C" {
 
 typedef struct os_log_s* os_log_t;
 
-typedef uint8_t os_log_type_t;
-enum {
-  OS_LOG_TYPE_DEFAULT = 0x00,
-  OS_LOG_TYPE_INFO = 0x01,
-  OS_LOG_TYPE_DEBUG = 0x02,
-  OS_LOG_TYPE_ERROR = 0x10,
-  OS_LOG_TYPE_FAULT = 0x11
-};
+OS_ENUM(os_log_type, uint8_t, OS_LOG_TYPE_DEFAULT = 0x00, OS_LOG_TYPE_INFO = 0x01, OS_LOG_TYPE_DEBUG = 0x02,
+        OS_LOG_TYPE_ERROR = 0x10, OS_LOG_TYPE_FAULT = 0x11);
 
 /* Use OS_LOG_DEFAULT and OS_LOG_DISABLED. */
 extern __attribute__((visibility("default"))) struct os_log_s _os_log_default;

@@ -7,6 +7,9 @@
 
 namespace {
 
+// The method behind kMusicDeviceMIDIEventListSelect; the platform names no type for it.
+using MIDIEventListMethod = OSStatus (*)(void* self, UInt32 inOffsetSampleFrame, const struct MIDIEventList* evtList);
+
 template <typename Method, typename... Args>
 OSStatus Dispatch(AudioComponentInstance instance, SInt16 selector, Args... args) {
   AudioComponentPlugInInterface* interface = veneer::audio::LiveInterface(instance);
@@ -132,7 +135,7 @@ OSStatus MusicDeviceSysEx(MusicDeviceComponent inUnit, const UInt8* inData, UInt
 
 OSStatus MusicDeviceMIDIEventList(MusicDeviceComponent inUnit, UInt32 inOffsetSampleFrame,
                                   const struct MIDIEventList* evtList) {
-  return Dispatch<MusicDeviceMIDIEventListProc>(inUnit, kMusicDeviceMIDIEventListSelect, inOffsetSampleFrame, evtList);
+  return Dispatch<MIDIEventListMethod>(inUnit, kMusicDeviceMIDIEventListSelect, inOffsetSampleFrame, evtList);
 }
 
 OSStatus MusicDeviceStartNote(MusicDeviceComponent inUnit, MusicDeviceInstrumentID inInstrument,

@@ -85,7 +85,7 @@ CFNumberType StorageType(CFNumberType type) {
     case kCFNumberCGFloatType:
       return kCFNumberFloat64Type;
     default:
-      return 0;
+      return static_cast<CFNumberType>(0);
   }
 }
 
@@ -293,7 +293,7 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void* val
 
 CFNumberType CFNumberGetType(CFNumberRef number) {
   const __CFNumber* n = AsNumber(number);
-  return n == nullptr ? 0 : n->type;
+  return n == nullptr ? static_cast<CFNumberType>(0) : n->type;
 }
 
 CFIndex CFNumberGetByteSize(CFNumberRef number) {

@@ -1,5 +1,7 @@
 #include "cf/Object.h"
 
+#include <CoreFoundation/CFString.h>
+
 #include <cstdio>
 #include <cstdlib>
 

@@ -1,5 +1,7 @@
 // The main dispatch queue and dispatch_time; the queue's work is kept and run
 // by MainQueue.
+// The queue struct is this file's own, not the opaque C++ hierarchy clients see.
+#define __DISPATCH_BUILDING_DISPATCH__ 1
 #include <dispatch/dispatch.h>
 #include <mach/mach_time.h>
 #include <pthread.h>
@@ -49,7 +51,7 @@ extern "C" {
 
 dispatch_queue_main_t _dispatch_get_main_q(void) { return &gMainQueue; }
 
-dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta) {
+dispatch_time_t dispatch_time(dispatch_time_t when, long long delta) {
   if (when == DISPATCH_TIME_FOREVER) {
     return DISPATCH_TIME_FOREVER;
   }

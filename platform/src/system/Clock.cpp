@@ -7,9 +7,9 @@
 
 extern "C" {
 
-uint64_t mach_absolute_time(void) {
+unsigned long long mach_absolute_time(void) {
   const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
-  return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(sinceStart).count());
+  return static_cast<unsigned long long>(std::chrono::duration_cast<std::chrono::nanoseconds>(sinceStart).count());
 }
 
 kern_return_t mach_timebase_info(mach_timebase_info_t info) {
