@@ -6,6 +6,13 @@
 
 namespace ausdk {
 
+namespace {
+std::atomic<LogSink> gLogSink{nullptr};
+static_assert(std::atomic<LogSink>::is_always_lock_free, "LogError runs on the render thread");
+}  // namespace
+
+void SetLogSink(LogSink sink) { gLogSink.store(sink, std::memory_order_release); }
+
 void Throw(OSStatus err) {
   LogError("throwing %d", static_cast<int>(err));
   throw AUException(err);
@@ -20,6 +27,9 @@ void LogError(const char* format, ...) {
   std::vsnprintf(line, sizeof line, format, args);
   va_end(args);
   os_log_error(OS_LOG_DEFAULT, "%{public}s", line);
+  if (const LogSink sink = gLogSink.load(std::memory_order_acquire); sink != nullptr) {
+    sink(line);
+  }
 }
 
 std::string FourCC(UInt32 code) {

@@ -1,6 +1,6 @@
 // Small pieces the framework is built from: its exception, the conversion of
 // every exception into a status at the component boundary, retained CF
-// references, atomic parameter values and the system-log helper.
+// references, atomic parameter values, and the system-log helper with its sink.
 #pragma once
 
 #include <AudioToolbox/AudioUnit.h>
@@ -40,8 +40,16 @@ inline void ThrowQuietIf(bool condition, OSStatus err) {
   }
 }
 
-// [any thread] One line at error level in the system log, printf-style.
+// [any thread] One line at error level in the system log, printf-style; also
+// handed to the log sink, when one is installed.
 void LogError(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// Receives every line the framework logs, without a newline, on the thread that
+// logs it (the render thread among them). The system log gets the line as well.
+using LogSink = void (*)(const char* line);
+// [any thread] Installs `sink`, or none with null. Without one, logging costs
+// one atomic load more than the system log alone.
+void SetLogSink(LogSink sink);
 
 // Runs `body` and turns whatever it throws into the status the host sees, in
 // the framework's order of catch clauses. Nothing crosses the boundary.

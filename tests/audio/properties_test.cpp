@@ -5,6 +5,8 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreMIDI/CoreMIDI.h>
 #include <gtest/gtest.h>
+#include <libproc.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -151,9 +153,10 @@ TEST_F(ShellPropertiesTest, ViewLiesBesideTheExecutable) {
   char path[4096] = {};
   ASSERT_TRUE(CFURLGetFileSystemRepresentation(view.mCocoaAUViewBundleLocation, true, reinterpret_cast<UInt8*>(path),
                                                sizeof path));
-  const std::filesystem::path executable = std::filesystem::canonical("/proc/self/exe");
+  char executable[PROC_PIDPATHINFO_MAXSIZE] = {};
+  ASSERT_GT(proc_pidpath(getpid(), executable, sizeof executable), 0);
   EXPECT_EQ(std::filesystem::weakly_canonical(path),
-            executable.parent_path().parent_path() / "Resources" / "VeneerCocoaUI.bundle");
+            std::filesystem::canonical(executable).parent_path().parent_path() / "Resources" / "VeneerCocoaUI.bundle");
 
   // The host owns both.
   CFRelease(view.mCocoaAUViewBundleLocation);

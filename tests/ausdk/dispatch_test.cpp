@@ -9,7 +9,7 @@
 #include <set>
 #include <thread>
 
-#include "CaptureStderr.h"
+#include "LogCapture.h"
 #include "TestUnits.h"
 
 namespace {
@@ -84,7 +84,7 @@ TEST(DispatchChecks, NullOrEmptyArgumentsAreParamErrorsWithTheirLogLines) {
   const AudioUnitPropertyID id = kAudioUnitProperty_MaximumFramesPerSlice;
   UInt32 value = 512;
   UInt32 size = 0;
-  testsupport::CaptureStderr capture;
+  testsupport::LogCapture capture;
   EXPECT_EQ(AudioUnitGetProperty(unit, id, kAudioUnitScope_Global, 0, &value, nullptr), kAudio_ParamError);
   EXPECT_EQ(AudioUnitGetProperty(unit, id, kAudioUnitScope_Global, 0, &value, &size), kAudio_ParamError);
   EXPECT_EQ(AudioUnitSetProperty(unit, id, kAudioUnitScope_Global, 0, nullptr, 4), kAudio_ParamError);
@@ -159,7 +159,7 @@ TEST(DispatchLogging, LoggingStringNamesInstanceAndComponent) {
 }
 
 TEST(DispatchExceptions, ThrowLogsAndCarriesItsStatus) {
-  testsupport::CaptureStderr capture;
+  testsupport::LogCapture capture;
   EXPECT_EQ(ausdk::CatchExceptions([]() -> OSStatus { ausdk::Throw(kAudioUnitErr_InvalidElement); }),
             kAudioUnitErr_InvalidElement);
   EXPECT_EQ(ausdk::CatchExceptions([]() -> OSStatus { ausdk::ThrowQuiet(kAudioUnitErr_InvalidScope); }),

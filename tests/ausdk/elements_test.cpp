@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "CaptureStderr.h"
+#include "LogCapture.h"
 #include "TestUnits.h"
 
 namespace {
@@ -32,7 +32,7 @@ TEST_F(ElementsParameters, UnknownIdsAreCreatedBySettingOnlyBeforeInitialization
   EXPECT_FLOAT_EQ(Param(unit_, 7), 0.75F);
 
   ASSERT_EQ(AudioUnitInitialize(unit_), noErr);
-  testsupport::CaptureStderr capture;
+  testsupport::LogCapture capture;
   EXPECT_EQ(AudioUnitSetParameter(unit_, 9, kAudioUnitScope_Global, 0, 0.25F, 0), kAudioUnitErr_InvalidParameter);
   EXPECT_EQ(capture.Finish(), "Warning: " + effect_->GetLoggingString() +
                                   " SetParameter for undefined param ID 9 while initialized. Ignoring.\n");
@@ -118,7 +118,7 @@ TEST(ElementsBuffers, AllocatorRoundsAndZeroesDataAndRefusesOversizedRequests) {
   } catch (const std::out_of_range& e) {
     EXPECT_STREQ(e.what(), "AudioBuffers::Allocate: Too many buffers");
   }
-  testsupport::CaptureStderr capture;
+  testsupport::LogCapture capture;
   EXPECT_THROW(allocator.Allocate(4096, 0x00200000, 0), std::bad_alloc);
   EXPECT_EQ(capture.Finish(), "AUBuffer throwing bad_alloc\n");
 }

@@ -5,7 +5,9 @@
 #include <mach/mach.h>
 #include <os/log.h>
 #include <pthread.h>
+#if defined(__linux__)
 #include <sys/prctl.h>
+#endif
 #include <unistd.h>
 
 #include <cerrno>
@@ -29,6 +31,7 @@ TEST(System, PthreadMainNpTellsTheInitialThreadApart) {
   EXPECT_EQ(onWorker, 0);
 }
 
+#if defined(__linux__)
 // Renames the process for one test and restores the name afterwards.
 class ProcessRename {
  public:
@@ -75,6 +78,7 @@ TEST(System, ProcNameAndPidPathReadTheCurrentNameAndExecutableOfAProcess) {
   errno = 0;
   EXPECT_TRUE(failsWith(proc_pidpath(0x3FFFFFFF, path, sizeof path), ESRCH));
 }
+#endif
 
 TEST(System, HostClockCountsMonotonicNanoseconds) {
   mach_timebase_info_data_t timebase = {0, 0};

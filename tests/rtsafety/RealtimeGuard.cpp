@@ -1,117 +1,94 @@
 #include "RealtimeGuard.h"
 
-#include <dlfcn.h>
 #include <pthread.h>
 
-#include <cstddef>
+#include <atomic>
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-#define VENEER_SANITIZED 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define VENEER_SANITIZED 1
-#endif
+#include "GuardHooks.h"
 
 namespace rtguard {
+namespace detail {
+
+// Each thread's watch, under a thread-specific key: unlike thread_local in a
+// macOS library, which is set up with malloc on a thread's first use, reading
+// the key never allocates.
+struct Watch {
+  Counts counts;
+  int depth = 0;
+};
+
 namespace {
 
-// Static TLS of the executable: reading it never allocates.
-thread_local bool tWatching = false;
-thread_local Counts tCounts;
+pthread_key_t gKey;
+// Read by hooks that may run before this file's initialisation.
+std::atomic<bool> gKeyReady{false};
+
+[[maybe_unused]] const bool gKeyMade = [] {
+  gKeyReady.store(pthread_key_create(&gKey, nullptr) == 0);
+  return true;
+}();
+
+Watch* Current() {
+  return gKeyReady.load(std::memory_order_relaxed) ? static_cast<Watch*>(pthread_getspecific(gKey)) : nullptr;
+}
+
+}  // namespace
+
+CountedCall::CountedCall(Event event, bool counts) : watch_(Current()) {
+  if (watch_ == nullptr || watch_->depth++ > 0 || !counts) {
+    return;
+  }
+  switch (event) {
+    case Event::kAllocation:
+      ++watch_->counts.allocations;
+      break;
+    case Event::kFree:
+      ++watch_->counts.frees;
+      break;
+    case Event::kLock:
+      ++watch_->counts.locks;
+      break;
+  }
+}
+
+CountedCall::~CountedCall() {
+  if (watch_ != nullptr) {
+    --watch_->depth;
+  }
+}
+
+}  // namespace detail
+
+bool Active() {
+#if defined(VENEER_GUARD_HOOKS)
+  return detail::gKeyReady.load() && detail::HooksInstalled();
+#else
+  return false;
+#endif
+}
+
+namespace {
+
+// Ends this thread's watch, if any, before its record is freed (so the free is not counted).
+detail::Watch* TakeWatch() {
+  auto* watch = static_cast<detail::Watch*>(pthread_getspecific(detail::gKey));
+  pthread_setspecific(detail::gKey, nullptr);
+  return watch;
+}
 
 }  // namespace
 
 void BeginWatch() {
-  tCounts = {};
-  tWatching = true;
+  delete TakeWatch();
+  auto* watch = new detail::Watch;  // allocated before the watch starts: not counted
+  pthread_setspecific(detail::gKey, watch);
 }
 
 Counts EndWatch() {
-  tWatching = false;
-  return tCounts;
+  detail::Watch* watch = TakeWatch();
+  const Counts counts = watch != nullptr ? watch->counts : Counts{};
+  delete watch;
+  return counts;
 }
-
-#if defined(VENEER_SANITIZED)
-bool Active() { return false; }
-#else
-bool Active() { return true; }
-
-namespace {
-void CountAllocation() {
-  if (tWatching) {
-    ++tCounts.allocations;
-  }
-}
-}  // namespace
-#endif
 
 }  // namespace rtguard
-
-#if !defined(VENEER_SANITIZED)
-// glibc's own entry points, so the replacements never recurse.
-extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
-void __libc_free(void* memory);
-
-void* malloc(std::size_t size) {
-  rtguard::CountAllocation();
-  return __libc_malloc(size);
-}
-
-void* calloc(std::size_t count, std::size_t size) {
-  rtguard::CountAllocation();
-  return __libc_calloc(count, size);
-}
-
-void* realloc(void* memory, std::size_t size) {
-  rtguard::CountAllocation();
-  return __libc_realloc(memory, size);
-}
-
-void* memalign(std::size_t alignment, std::size_t size) {
-  rtguard::CountAllocation();
-  return __libc_memalign(alignment, size);
-}
-
-void* aligned_alloc(std::size_t alignment, std::size_t size) {
-  rtguard::CountAllocation();
-  return __libc_memalign(alignment, size);
-}
-
-int posix_memalign(void** out, std::size_t alignment, std::size_t size) {
-  rtguard::CountAllocation();
-  *out = __libc_memalign(alignment, size);
-  return *out != nullptr ? 0 : 12;  // ENOMEM
-}
-
-void free(void* memory) {
-  if (memory != nullptr && rtguard::tWatching) {
-    ++rtguard::tCounts.frees;
-  }
-  __libc_free(memory);
-}
-
-int pthread_mutex_lock(pthread_mutex_t* mutex) {
-  using Lock = int (*)(pthread_mutex_t*);
-  static const auto real = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
-  if (rtguard::tWatching) {
-    ++rtguard::tCounts.locks;
-  }
-  return real(mutex);
-}
-
-int pthread_mutex_trylock(pthread_mutex_t* mutex) {
-  using Lock = int (*)(pthread_mutex_t*);
-  static const auto real = reinterpret_cast<Lock>(dlsym(RTLD_NEXT, "pthread_mutex_trylock"));
-  if (rtguard::tWatching) {
-    ++rtguard::tCounts.locks;
-  }
-  return real(mutex);
-}
-}
-#endif

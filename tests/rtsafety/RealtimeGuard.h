@@ -1,6 +1,7 @@
 // Watches one thread for the calls a real-time thread must not make: heap
-// allocations and frees, and mutex locks. The test binary interposes malloc
-// and friends and pthread_mutex_lock, counting the calls of the watching thread.
+// allocations and frees, and mutex locks. With glibc the test binary replaces
+// malloc and friends and pthread_mutex_lock; on macOS a library loaded at launch
+// wraps the malloc zones and interposes the mutex calls for every image.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +14,8 @@ struct Counts {
   std::uint64_t locks = 0;
 };
 
-// False in sanitizer builds, whose runtimes own malloc: nothing is counted there.
+// False in sanitizer builds, whose runtimes own malloc, and where neither
+// mechanism exists: nothing is counted there.
 bool Active();
 
 // [any thread] Starts counting this thread's calls.

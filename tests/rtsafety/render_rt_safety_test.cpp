@@ -25,7 +25,7 @@ class RealtimeSafety : public rendertest::RenderTest {
   void SetUp() override {
     RenderTest::SetUp();
     if (!rtguard::Active()) {
-      GTEST_SKIP() << "sanitizer runtimes own malloc; this check runs in the plain build";
+      GTEST_SKIP() << "no guard in this build: sanitizer runtimes own malloc, or the platform has no hook for it";
     }
   }
 

@@ -1,15 +1,17 @@
-// The stand-ins' component bundles as the build lays them out, found the way
-// installed products are found: through the platform's registry, which reads
-// each bundle's Info.plist and loads its module when a product is created.
+// The stand-ins' component bundles as the build lays them out, each registered
+// from its own Info.plist and module as the system's registrar would: one bundle
+// per product, whose module's factory makes that product.
 #include <AudioToolbox/AudioUnit.h>
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "ComponentBundle.h"
 #include "standin/StandIn.h"
 
 namespace {
@@ -44,33 +46,37 @@ ParameterRanges PublishedParameters(AudioUnit unit) {
   return ranges;
 }
 
-TEST(StandInBundles, EachProductIsInstalledOnceAndItsModuleCreatesIt) {
-  // Only the build's bundles: no home folder, and nothing registered in this process.
-  unsetenv("HOME");
-  setenv("VENEER_COMPONENT_PATH", STANDIN_BUNDLES_DIR, 1);
+bool SameDescription(const AudioComponentDescription& a, const AudioComponentDescription& b) {
+  return a.componentType == b.componentType && a.componentSubType == b.componentSubType &&
+         a.componentManufacturer == b.componentManufacturer;
+}
+
+TEST(StandInBundles, EachProductIsBundledOnceAndItsModuleCreatesIt) {
+  std::vector<testsupport::BundledComponent> bundled;
+  for (const auto& entry : std::filesystem::directory_iterator(STANDIN_BUNDLES_DIR)) {
+    std::string error;
+    const auto components = testsupport::RegisterBundle(entry.path().string(), &error);
+    EXPECT_EQ(error, "") << entry.path();
+    bundled.insert(bundled.end(), components.begin(), components.end());
+  }
+  EXPECT_EQ(bundled.size(), std::size(standin::kAllVariants));
   for (const standin::Variant variant : standin::kAllVariants) {
     SCOPED_TRACE(standin::NameOf(variant));
     const AudioComponentDescription description = standin::DescriptionOf(variant);
-    AudioComponent component = AudioComponentFindNext(nullptr, &description);
-    ASSERT_NE(component, nullptr);
-    EXPECT_EQ(AudioComponentFindNext(component, &description), nullptr) << "one bundle per product";
-
-    CFStringRef name = nullptr;
-    ASSERT_EQ(AudioComponentCopyName(component, &name), noErr);
-    char text[128] = {};
-    CFStringGetCString(name, text, sizeof text, kCFStringEncodingUTF8);
-    CFRelease(name);
-    EXPECT_EQ(std::string(text), std::string("Stand-in: ") + standin::NameOf(variant));
-    UInt32 version = 0;
-    ASSERT_EQ(AudioComponentGetVersion(component, &version), noErr);
-    EXPECT_EQ(version, 0x00010000U);
+    const auto matches = [&](const testsupport::BundledComponent& c) {
+      return SameDescription(c.description, description);
+    };
+    ASSERT_EQ(std::count_if(bundled.begin(), bundled.end(), matches), 1) << "one bundle per product";
+    const testsupport::BundledComponent& component = *std::find_if(bundled.begin(), bundled.end(), matches);
+    EXPECT_EQ(component.name, std::string("Stand-in: ") + standin::NameOf(variant));
+    EXPECT_EQ(component.version, 0x00010000U);
 
     AudioUnit unit = nullptr;
-    ASSERT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
+    ASSERT_EQ(AudioComponentInstanceNew(component.component, &unit), noErr);
     EXPECT_EQ(PublishedParameters(unit), RangesOf(variant)) << "the factory makes this product";
     AudioComponentInstanceDispose(unit);
   }
-  EXPECT_EQ(standin::LiveCount(), 0U) << "the units live in the loaded module";
+  EXPECT_EQ(standin::LiveCount(), 0U) << "the units live in the loaded modules";
 }
 
 }  // namespace
