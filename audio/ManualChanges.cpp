@@ -1,62 +1,35 @@
 // What the user changed by hand in the inner unit's own editor, found against a
 // snapshot of the inner values and written back for the companion application.
-#include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <string>
 
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
+#include "shell/SteeredSettings.h"
+#include "shell/SupportFolder.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
 namespace {
 
 constexpr float kChangeThreshold = 0.0005F;
-constexpr const char* kBackFileName = "plugin_params_back.txt";
 
-// The columns the snapshot tracks. Correction mode is tracked but never reported.
-constexpr std::array<AudioUnitParameterID VariantInfo::*, 15> kTrackedColumns{
-    &VariantInfo::keyParam,         &VariantInfo::scaleParam,          &VariantInfo::retuneParam,
-    &VariantInfo::humanizeParam,    &VariantInfo::flexTuneParam,       &VariantInfo::trackingParam,
-    &VariantInfo::classicModeParam, &VariantInfo::formantParam,        &VariantInfo::throatParam,
-    &VariantInfo::wetDryParam,      &VariantInfo::naturalVibratoParam, &VariantInfo::vibratoAmplitudeParam,
-    &VariantInfo::inputTypeParam,   &VariantInfo::transposeParam,      &VariantInfo::correctionModeParam,
-};
+constexpr auto kSnapshotOrder = SettingsInOrder<&SteeredSetting::snapshotRank>();
+constexpr auto kReportOrder = SettingsInOrder<&SteeredSetting::reportRank>();
 
-enum class Factor { kOne, kByInputTypeFactor, kKeyDivisor };
-
-struct ReportRow {
-  const char* key;
-  AudioUnitParameterID VariantInfo::*column;
-  Factor factor;
-};
-
-// In the order the companion application reads them; scale follows separately.
-constexpr std::array<ReportRow, 13> kReportRows{{
-    {"retune", &VariantInfo::retuneParam, Factor::kOne},
-    {"humanize", &VariantInfo::humanizeParam, Factor::kOne},
-    {"flexTune", &VariantInfo::flexTuneParam, Factor::kOne},
-    {"naturalVibrato", &VariantInfo::naturalVibratoParam, Factor::kOne},
-    {"vibratoAmplitude", &VariantInfo::vibratoAmplitudeParam, Factor::kOne},
-    {"tracking", &VariantInfo::trackingParam, Factor::kOne},
-    {"formant", &VariantInfo::formantParam, Factor::kOne},
-    {"throat", &VariantInfo::throatParam, Factor::kOne},
-    {"wetDry", &VariantInfo::wetDryParam, Factor::kOne},
-    {"inputType", &VariantInfo::inputTypeParam, Factor::kByInputTypeFactor},
-    {"transpose", &VariantInfo::transposeParam, Factor::kOne},
-    {"classicMode", &VariantInfo::classicModeParam, Factor::kOne},
-    {"key", &VariantInfo::keyParam, Factor::kKeyDivisor},
-}};
-
-float FactorOf(const VariantInfo& variant, Factor factor) {
-  switch (factor) {
-    case Factor::kByInputTypeFactor:
+// What a reported row's raw inner value is multiplied by; scale is converted apart.
+float FactorOf(const VariantInfo& variant, Conversion conversion) {
+  switch (conversion) {
+    case Conversion::kInputType:
       return variant.inputTypeFactor > 0.0F ? 1.0F / variant.inputTypeFactor : 1.0F;
-    case Factor::kKeyDivisor:
+    case Conversion::kKey:
       return variant.keyDivisor;
-    case Factor::kOne:
+    case Conversion::kPlain:
+    case Conversion::kScale:
+    case Conversion::kClassicMode:
       break;
   }
   return 1.0F;
@@ -91,8 +64,8 @@ void Veneer::SnapshotInnerValues() {
     return;
   }
   innerSnapshot_.clear();
-  for (const auto column : kTrackedColumns) {
-    const AudioUnitParameterID id = variant->*column;
+  for (const SteeredSetting* setting : kSnapshotOrder) {
+    const AudioUnitParameterID id = variant->*setting->column;
     AudioUnitParameterValue value = 0.0F;
     if (id != kNoParam && ReadInner(inner, id, value)) {
       innerSnapshot_[id] = value;
@@ -124,33 +97,31 @@ void Veneer::ReportManualChanges() {
     entry->second = value;
     return true;
   };
-  for (const ReportRow& row : kReportRows) {
+  for (const SteeredSetting* setting : kReportOrder) {
+    // The scale row alone lets a difference of exactly the threshold pass unreported.
+    const bool isScale = setting->conversion == Conversion::kScale;
     AudioUnitParameterValue value = 0.0F;
-    if (changed(variant->*row.column, false, value)) {
-      report += std::string(row.key) + "=" + format(value * FactorOf(*variant, row.factor)) + "\n";
+    if (changed(variant->*setting->column, isScale, value)) {
+      const float shown = isScale ? ScaleSemantic(value) : value * FactorOf(*variant, setting->conversion);
+      report += std::string(setting->fileKey) + "=" + format(shown) + "\n";
     }
-  }
-  // The scale row alone lets a difference of exactly the threshold pass unreported.
-  if (AudioUnitParameterValue value = 0.0F; changed(variant->scaleParam, true, value)) {
-    report += "scale=" + format(ScaleSemantic(value)) + "\n";
   }
   if (report.empty()) {
     return;
   }
 
-  const char* home = std::getenv("HOME");
-  if (home == nullptr) {
+  const std::optional<std::string> path = SupportFilePath(kBackFileName);
+  if (!path) {
     return;
   }
-  const std::string path = std::string(home) + kSupportFolder + kBackFileName;
-  std::FILE* file = std::fopen(path.c_str(), "w");
+  std::FILE* file = std::fopen(path->c_str(), "w");
   if (file == nullptr) {
     return;
   }
   const std::string text = "seq=" + std::to_string(WallClockMilliseconds()) + "\n" + report;
   std::fwrite(text.data(), 1, text.size(), file);
   std::fclose(file);
-  DebugLog("顾客手动改的参数已回传:\n" + report);
+  DebugLog(logtext::kManualChangesSent + report);
 }
 
 }  // namespace veneer

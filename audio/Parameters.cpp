@@ -5,76 +5,30 @@
 #include <cmath>
 #include <cstring>
 
+#include "shell/SteeredSettings.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
 namespace {
 
-constexpr AudioUnitParameterID kLastOwnParameter = 10;
 constexpr float kNotAvailable = -1.0F;
-constexpr float kKeySteps = 11.0F;    // key index / 11
-constexpr float kScaleSteps = 14.0F;  // scale index / 14
 constexpr float kScaleTolerance = 0.002F;
 
-struct OwnParameterInfo {
-  const char* name;
-  float defaultValue;
-  AudioUnitParameterID VariantInfo::*column;
-};
-
-// By id 0-10.
-constexpr std::array<OwnParameterInfo, kLastOwnParameter + 1> kOwnParameters{{
-    {"Key", 0.0F, &VariantInfo::keyParam},
-    {"Scale", 1.0F / 14.0F, &VariantInfo::scaleParam},
-    {"RetuneSpeed", 0.686F, &VariantInfo::retuneParam},
-    {"InputType", 0.25F, &VariantInfo::inputTypeParam},
-    {"Humanize", 0.0F, &VariantInfo::humanizeParam},
-    {"FlexTune", 0.0F, &VariantInfo::flexTuneParam},
-    {"NaturalVibrato", 0.5F, &VariantInfo::naturalVibratoParam},
-    {"Tracking", 0.5F, &VariantInfo::trackingParam},
-    {"Formant", 1.0F, &VariantInfo::formantParam},
-    {"Throat", 0.5F, &VariantInfo::throatParam},
-    {"WetDry", 1.0F, &VariantInfo::wetDryParam},
-}};
-
-enum class ReadBack { kRaw, kTimesKeyDivisor, kByInputTypeFactor, kScaleIndex };
-
-struct InnerReadBack {
-  AudioUnitParameterID id;
-  AudioUnitParameterID VariantInfo::*column;
-  ReadBack conversion;
-};
-
-// The read-backs that read an inner parameter; 205, 214, 215 and 220 are answered from the shell's own fields.
-constexpr std::array<InnerReadBack, 13> kInnerReadBacks{{
-    {200, &VariantInfo::retuneParam, ReadBack::kRaw},
-    {201, &VariantInfo::keyParam, ReadBack::kTimesKeyDivisor},
-    {202, &VariantInfo::wetDryParam, ReadBack::kRaw},
-    {203, &VariantInfo::inputTypeParam, ReadBack::kByInputTypeFactor},
-    {204, &VariantInfo::classicModeParam, ReadBack::kRaw},
-    {206, &VariantInfo::scaleParam, ReadBack::kScaleIndex},
-    {207, &VariantInfo::humanizeParam, ReadBack::kRaw},
-    {208, &VariantInfo::naturalVibratoParam, ReadBack::kRaw},
-    {209, &VariantInfo::vibratoAmplitudeParam, ReadBack::kRaw},
-    {210, &VariantInfo::trackingParam, ReadBack::kRaw},
-    {211, &VariantInfo::formantParam, ReadBack::kRaw},
-    {212, &VariantInfo::throatParam, ReadBack::kRaw},
-    {213, &VariantInfo::flexTuneParam, ReadBack::kRaw},
-}};
-
+// Answered from the shell's own fields rather than the inner unit.
 constexpr AudioUnitParameterID kInnerPresentId = 205;
 constexpr AudioUnitParameterID kVariantIndexId = 214;
 constexpr AudioUnitParameterID kKeyModeAcceptedId = 215;
 constexpr AudioUnitParameterID kAudioLevelId = 220;
 
+const SteeredSetting* ReadBackSetting(AudioUnitParameterID id) {
+  const auto* found = std::find_if(kSteeredSettings.begin(), kSteeredSettings.end(),
+                                   [id](const SteeredSetting& setting) { return setting.readBack == id; });
+  return id != kNoReadBack && found != kSteeredSettings.end() ? found : nullptr;
+}
+
 }  // namespace
 
-std::atomic<float>& Veneer::OwnParameter(AudioUnitParameterID id) {
-  const std::array<std::atomic<float>*, kLastOwnParameter + 1> fields{
-      &key_,      &scale_,   &retuneSpeed_, &inputType_, &humanize_, &flexTune_, &naturalVibrato_,
-      &tracking_, &formant_, &throat_,      &wetDry_};
-  return *fields[id];
-}
+std::atomic<float>& Veneer::OwnParameter(AudioUnitParameterID id) { return this->*kOwnParameters[id]->cache; }
 
 OSStatus Veneer::GetParameterList(AudioUnitScope /*inScope*/, AudioUnitParameterID* /*outParameterList*/,
                                   UInt32& outNumParameters) {
@@ -92,10 +46,10 @@ OSStatus Veneer::GetParameterInfo(AudioUnitScope /*inScope*/, AudioUnitParameter
   if (inParameterID > kLastOwnParameter) {
     return kAudioUnitErr_InvalidParameter;
   }
-  const OwnParameterInfo& parameter = kOwnParameters[inParameterID];
+  const SteeredSetting& parameter = *kOwnParameters[inParameterID];
   outParameterInfo.defaultValue = parameter.defaultValue;
-  const size_t length = std::min(std::strlen(parameter.name), sizeof outParameterInfo.name - 1);
-  std::memcpy(outParameterInfo.name, parameter.name, length);
+  const size_t length = std::min(std::strlen(parameter.ownName), sizeof outParameterInfo.name - 1);
+  std::memcpy(outParameterInfo.name, parameter.ownName, length);
   outParameterInfo.name[length] = '\0';
   return noErr;
 }
@@ -125,9 +79,8 @@ OSStatus Veneer::GetParameter(AudioUnitParameterID inID, AudioUnitScope /*inScop
     default:
       break;
   }
-  const auto* readBack = std::find_if(kInnerReadBacks.begin(), kInnerReadBacks.end(),
-                                      [inID](const InnerReadBack& entry) { return entry.id == inID; });
-  if (readBack == kInnerReadBacks.end()) {
+  const SteeredSetting* readBack = ReadBackSetting(inID);
+  if (readBack == nullptr) {
     return kAudioUnitErr_InvalidParameter;
   }
   outValue = kNotAvailable;
@@ -139,17 +92,18 @@ OSStatus Veneer::GetParameter(AudioUnitParameterID inID, AudioUnitScope /*inScop
     return noErr;
   }
   switch (readBack->conversion) {
-    case ReadBack::kRaw:
-      outValue = value;
-      break;
-    case ReadBack::kTimesKeyDivisor:
+    case Conversion::kKey:
       outValue = value * variant->keyDivisor;
       break;
-    case ReadBack::kByInputTypeFactor:
+    case Conversion::kInputType:
       outValue = value / variant->inputTypeFactor;
       break;
-    case ReadBack::kScaleIndex:
+    case Conversion::kScale:
       outValue = ScaleSemantic(value);
+      break;
+    case Conversion::kPlain:
+    case Conversion::kClassicMode:
+      outValue = value;
       break;
   }
   return noErr;
@@ -167,23 +121,25 @@ OSStatus Veneer::SetParameter(AudioUnitParameterID inID, AudioUnitScope /*inScop
   if (inner == nullptr || variant == nullptr) {
     return noErr;
   }
-  const AudioUnitParameterID target = variant->*kOwnParameters[inID].column;
+  const SteeredSetting& parameter = *kOwnParameters[inID];
+  const AudioUnitParameterID target = variant->*parameter.column;
   if (target == kNoParam) {
     return noErr;
   }
   // Input type goes out unscaled here; only the settings file's path applies the row's factor.
   AudioUnitParameterValue converted = inValue;
-  if (inID == 0) {
+  if (parameter.conversion == Conversion::kKey) {
     converted = inValue * kKeySteps / variant->keyDivisor;
-  } else if (inID == 1) {
+  } else if (parameter.conversion == Conversion::kScale) {
     converted = inValue * kScaleSteps / variant->scaleDivisor;
   }
   AudioUnitSetParameter(inner, target, kAudioUnitScope_Global, 0, converted, 0);
   return noErr;
 }
 
-float Veneer::ScaleSemantic(float innerScaleValue) const {
-  const VariantInfo* variant = variant_.load();
+float Veneer::ScaleSemantic(float innerScaleValue) const { return ScaleIndex(variant_.load(), innerScaleValue); }
+
+float Veneer::ScaleIndex(const VariantInfo* variant, float innerScaleValue) {
   if (variant == nullptr) {
     return innerScaleValue * kScaleSteps;
   }

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
@@ -130,7 +131,7 @@ OSStatus Veneer::SetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, A
   std::memcpy(&value, inData, sizeof value);
   bypass_.store(value != 0);
   // Listeners are not told: the host that set it already knows.
-  DebugLog(std::string("bypass set -> ") + (value != 0 ? "on" : "off"));
+  DebugLog(std::string(logtext::kHostBypassSet) + (value != 0 ? "on" : "off"));
   return noErr;
 }
 

@@ -12,6 +12,7 @@
 #include "ausdk/AUInputElement.h"
 #include "ausdk/AUOutputElement.h"
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
@@ -101,8 +102,8 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
   if (logThis) {
     lastLoggedInnerPresent.store(innerPresent, std::memory_order_relaxed);
     renderLogStarted.store(true, std::memory_order_relaxed);
-    DebugLog("Render called frames=" + std::to_string(inNumberFrames) + " inner=" + (innerPresent ? "yes" : "no") +
-             (stateChange ? " (state change)" : ""));
+    DebugLog(logtext::kRenderCalled + std::to_string(inNumberFrames) + " inner=" + (innerPresent ? "yes" : "no") +
+             (stateChange ? logtext::kRenderStateChange : ""));
   }
 
   ausdk::AUOutputElement& outputElement = *Output(0);
@@ -166,7 +167,7 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
   }
 
   if (logThis) {
-    DebugLog("inner render status=" + std::to_string(innerStatus));
+    DebugLog(logtext::kInnerRenderStatus + std::to_string(innerStatus));
   }
   // A failing inner unit is not the host's problem: it hears the dry signal.
   if (innerStatus != noErr) {

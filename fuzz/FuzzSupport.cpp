@@ -16,6 +16,7 @@
 #include "ausdk/AUPlugInDispatch.h"
 #include "ausdk/ComponentBase.h"
 #include "shell/DebugLog.h"
+#include "shell/SupportFolder.h"
 #include "shell/Veneer.h"
 #include "standin/StandIn.h"
 

@@ -2,12 +2,15 @@
 // a new settings file written into the inner unit.
 #include <sys/stat.h>
 
-#include <cmath>
+#include <algorithm>
+#include <array>
 #include <ctime>
 #include <string>
 
 #include "link/SettingsFile.h"
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
+#include "shell/SteeredSettings.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
@@ -21,6 +24,90 @@ std::string Text(float value) { return std::to_string(value); }
 
 }  // namespace
 
+void Veneer::ApplySetting(const SteeredSetting& setting, double value, const VariantInfo& variant) {
+  const auto send = [this](AudioUnitParameterID id, double sent) {
+    AudioUnit inner = innerUnit_.load();  // the main thread may create it meanwhile
+    if (id != kNoParam && inner != nullptr) {
+      AudioUnitSetParameter(inner, id, kAudioUnitScope_Global, 0, static_cast<float>(sent), 0);
+    }
+  };
+  const AudioUnitParameterID id = variant.*setting.column;
+  double cached = value;
+  double sent = value;
+  switch (setting.conversion) {
+    case Conversion::kKey:
+      cached = value / kKeySteps;
+      sent = value / variant.keyDivisor;
+      break;
+    case Conversion::kScale:
+      cached = value / kScaleSteps;
+      sent = value <= 2.0 ? variant.scaleValues[static_cast<size_t>(value)] : value / variant.scaleDivisor;
+      break;
+    case Conversion::kInputType:
+      sent = value * variant.inputTypeFactor;
+      break;
+    case Conversion::kClassicMode: {
+      // Sent first, then kept with the latency it implies.
+      send(id, value);
+      classicMode_.store(value);
+      const Float64 sampleRate = Output(0)->GetStreamFormat().mSampleRate;
+      if (sampleRate > 0) {
+        double latency = LatencyFor(sampleRate);
+        latencySeconds_.store(latency);
+        AudioUnitSetProperty(GetComponentInstance(), kLatencyNoticeProperty, kAudioUnitScope_Global, 0, &latency,
+                             sizeof latency);
+      }
+      return;
+    }
+    case Conversion::kPlain:
+      break;
+  }
+  if (setting.cache != nullptr) {
+    (this->*setting.cache).store(static_cast<float>(cached));
+  }
+  send(id, sent);
+  if (setting.conversion == Conversion::kScale) {
+    send(variant.scaleParam2, sent);
+  }
+}
+
+void Veneer::LogReadBack(const VariantInfo& variant) {
+  constexpr auto kReadOrder = SettingsInOrder<&SteeredSetting::readbackRank>();
+  std::array<std::string, kReadOrder.size()> shown;
+  for (size_t i = 0; i < kReadOrder.size(); ++i) {
+    const SteeredSetting& setting = *kReadOrder[i];
+    float raw = -1.0F;  // also what a missing parameter or a failed read shows
+    AudioUnit inner = innerUnit_.load();
+    if (const AudioUnitParameterID id = variant.*setting.column; id != kNoParam && inner != nullptr) {
+      AudioUnitGetParameter(inner, id, kAudioUnitScope_Global, 0, &raw);
+    }
+    const std::string_view label = setting.readbackLabel.empty() ? setting.fileKey : setting.readbackLabel;
+    shown[i] = " " + std::string(label) + "=";
+    if (setting.conversion == Conversion::kKey) {
+      shown[i] += Text(raw * variant.keyDivisor);
+    } else if (setting.conversion == Conversion::kScale) {
+      shown[i] += Text(raw < 0 ? -1.0F : ScaleIndex(&variant, raw)) + "(raw " + Text(raw) + ")";
+    } else {
+      shown[i] += Text(raw);
+    }
+  }
+  // Scale is read last but shown right after the key.
+  const auto position = [&](Conversion conversion) {
+    return std::find_if(kReadOrder.begin(), kReadOrder.end(),
+                        [conversion](const SteeredSetting* s) { return s->conversion == conversion; }) -
+           kReadOrder.begin();
+  };
+  const auto key = position(Conversion::kKey);
+  const auto scale = position(Conversion::kScale);
+  std::rotate(shown.begin() + key + 1, shown.begin() + scale, shown.begin() + scale + 1);
+
+  std::string line = logtext::kReadBack;
+  for (const std::string& piece : shown) {
+    line += piece;
+  }
+  DebugLog(line);
+}
+
 void Veneer::ApplyFileToInner() {
   // The heartbeat: the companion application keeps the settings file fresh.
   struct stat status {};
@@ -29,11 +116,11 @@ void Veneer::ApplyFileToInner() {
   if (lost) {
     if (!appState_.load().appLost_) {
       appState_.store({true, true});
-      DebugLog("app heartbeat lost -> bypass ON");
+      DebugLog(logtext::kHeartbeatLost);
     }
   } else if (appState_.load().appLost_) {
     appState_.store({false, false});
-    DebugLog("app heartbeat back -> bypass OFF");
+    DebugLog(logtext::kHeartbeatBack);
   }
 
   const std::optional<Settings> file = ReadSettingsFile(IpcPath());
@@ -43,7 +130,7 @@ void Veneer::ApplyFileToInner() {
   const Settings& settings = *file;
   if (settings.appRunning == 0.0 && !appState_.load().appLost_) {
     appState_.store({true, true});
-    DebugLog("app quit marker -> bypass ON");
+    DebugLog(logtext::kQuitMarker);
   }
 
   // A counter is applied once; one that arrives before the inner unit waits for it.
@@ -53,118 +140,16 @@ void Veneer::ApplyFileToInner() {
   lastSeq_.store(settings.seq);
   const VariantInfo& variant = *variant_.load();
 
-  const auto send = [this](AudioUnitParameterID id, double value) {
-    AudioUnit inner = innerUnit_.load();  // the main thread may create it meanwhile
-    if (id != kNoParam && inner != nullptr) {
-      AudioUnitSetParameter(inner, id, kAudioUnitScope_Global, 0, static_cast<float>(value), 0);
+  for (const SteeredSetting& setting : kSteeredSettings) {
+    if (const double value = settings.values[IndexOf(setting)]; value >= 0) {
+      ApplySetting(setting, value, variant);
     }
-  };
-  if (const double v = settings.key; v >= 0) {
-    key_.store(static_cast<float>(v / 11.0));
-    send(variant.keyParam, v / variant.keyDivisor);
-  }
-  if (const double v = settings.scale; v >= 0) {
-    scale_.store(static_cast<float>(v / 14.0));
-    const double x = v <= 2.0 ? variant.scaleValues[static_cast<size_t>(v)] : v / variant.scaleDivisor;
-    send(variant.scaleParam, x);
-    send(variant.scaleParam2, x);
-  }
-  if (const double v = settings.correctionMode; v >= 0) {
-    correctionMode_.store(static_cast<float>(v));
-    send(variant.correctionModeParam, v);
-  }
-  if (const double v = settings.transpose; v >= 0) {
-    transpose_.store(static_cast<float>(v));
-    send(variant.transposeParam, v);
-  }
-  if (const double v = settings.classicMode; v >= 0) {
-    send(variant.classicModeParam, v);
-    classicMode_.store(v);
-    const Float64 sampleRate = Output(0)->GetStreamFormat().mSampleRate;
-    if (sampleRate > 0) {
-      double latency = (v > 0.5 ? 37.0 : 112.0) / sampleRate;
-      latencySeconds_.store(latency);
-      AudioUnitSetProperty(GetComponentInstance(), kLatencyNoticeProperty, kAudioUnitScope_Global, 0, &latency,
-                           sizeof latency);
-    }
-  }
-  if (const double v = settings.retune; v >= 0) {
-    retuneSpeed_.store(static_cast<float>(v));
-    send(variant.retuneParam, v);
-  }
-  if (const double v = settings.inputType; v >= 0) {
-    inputType_.store(static_cast<float>(v));
-    send(variant.inputTypeParam, v * variant.inputTypeFactor);
-  }
-  if (const double v = settings.humanize; v >= 0) {
-    humanize_.store(static_cast<float>(v));
-    send(variant.humanizeParam, v);
-  }
-  if (const double v = settings.flexTune; v >= 0) {
-    flexTune_.store(static_cast<float>(v));
-    send(variant.flexTuneParam, v);
-  }
-  if (const double v = settings.naturalVibrato; v >= 0) {
-    naturalVibrato_.store(static_cast<float>(v));
-    send(variant.naturalVibratoParam, v);
-  }
-  if (const double v = settings.vibratoAmplitude; v >= 0) {
-    send(variant.vibratoAmplitudeParam, v);
-  }
-  if (const double v = settings.tracking; v >= 0) {
-    tracking_.store(static_cast<float>(v));
-    send(variant.trackingParam, v);
-  }
-  if (const double v = settings.formant; v >= 0) {
-    formant_.store(static_cast<float>(v));
-    send(variant.formantParam, v);
-  }
-  if (const double v = settings.throat; v >= 0) {
-    throat_.store(static_cast<float>(v));
-    send(variant.throatParam, v);
-  }
-  if (const double v = settings.wetDry; v >= 0) {
-    wetDry_.store(static_cast<float>(v));
-    send(variant.wetDryParam, v);
   }
 
-  DebugLog("ipc# " + std::to_string(settings.seq) + " mode=" + Text(correctionMode_.load()) +
+  DebugLog(logtext::kApplied + std::to_string(settings.seq) + " mode=" + Text(correctionMode_.load()) +
            " retune=" + Text(retuneSpeed_.load()) + " transpose=" + Text(transpose_.load()) +
            " key=" + Text(key_.load()) + " scale=" + Text(scale_.load()));
-
-  const auto read = [this](AudioUnitParameterID id) {
-    float value = -1.0F;
-    AudioUnit inner = innerUnit_.load();
-    if (id != kNoParam && inner != nullptr) {
-      AudioUnitGetParameter(inner, id, kAudioUnitScope_Global, 0, &value);
-    }
-    return value;
-  };
-  const float retune = read(variant.retuneParam);
-  const float key = read(variant.keyParam) * variant.keyDivisor;
-  const float wetDry = read(variant.wetDryParam);
-  const float vibratoAmplitude = read(variant.vibratoAmplitudeParam);
-  const float formant = read(variant.formantParam);
-  const float throat = read(variant.throatParam);
-  const float tracking = read(variant.trackingParam);
-  const float flexTune = read(variant.flexTuneParam);
-  const float humanize = read(variant.humanizeParam);
-  const float naturalVibrato = read(variant.naturalVibratoParam);
-  const float rawScale = read(variant.scaleParam);
-  float scaleIndex = -1.0F;
-  if (rawScale != -1.0F && rawScale >= 0) {
-    scaleIndex = rawScale * variant.scaleDivisor;
-    for (int i = 0; i < 3; ++i) {
-      if (std::fabs(rawScale - variant.scaleValues[static_cast<size_t>(i)]) < 0.002F) {
-        scaleIndex = static_cast<float>(i);
-        break;
-      }
-    }
-  }
-  DebugLog("readback retune=" + Text(retune) + " key=" + Text(key) + " scale=" + Text(scaleIndex) + "(raw " +
-           Text(rawScale) + ")" + " wetDry=" + Text(wetDry) + " vibratoAmp=" + Text(vibratoAmplitude) +
-           " formant=" + Text(formant) + " throat=" + Text(throat) + " tracking=" + Text(tracking) +
-           " flexTune=" + Text(flexTune) + " humanize=" + Text(humanize) + " naturalVibrato=" + Text(naturalVibrato));
+  LogReadBack(variant);
 
   // Last: the values just written are the baseline the manual-change report compares against.
   SnapshotInnerValues();

@@ -1,11 +1,13 @@
 // The link thread's pass: the settings file in, manual changes out, the
 // render diagnostics and the alive file the companion application reads.
-#include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <optional>
 #include <string>
 
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
+#include "shell/SupportFolder.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
@@ -31,19 +33,20 @@ void Veneer::RunLinkCycle(std::time_t& lastAliveTime) {
     const uint64_t count = renderCount_.load();
     if (count != gLastDiagCount.load()) {
       gLastDiagCount.store(count);
-      DebugLog("渲染诊断: 次数=" + std::to_string(count) + " 慢块(>8ms)=" + std::to_string(slowRenderCount_.load()) +
-               " 最大=" + std::to_string(static_cast<int32_t>(maxRenderMs_.load())) + "ms");
+      DebugLog(logtext::kRenderDiagnostics + std::to_string(count) + logtext::kRenderDiagnosticsSlow +
+               std::to_string(slowRenderCount_.load()) + logtext::kRenderDiagnosticsLongest +
+               std::to_string(static_cast<int32_t>(maxRenderMs_.load())) + "ms");
     }
   }
 
   now = std::time(nullptr);
   if (now - lastAliveTime >= kAlivePeriodSeconds) {
     lastAliveTime = now;
-    const char* home = std::getenv("HOME");
-    if (home == nullptr) {
+    const std::optional<std::string> path = SupportFilePath(kAliveFileName);
+    if (!path) {
       return;
     }
-    std::ofstream alive(std::string(home) + kSupportFolder + "veneer_alive.txt", std::ios::trunc);
+    std::ofstream alive(*path, std::ios::trunc);
     if (!alive) {
       return;
     }

@@ -4,13 +4,20 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "shell/DebugLog.h"
+#include "shell/SupportFolder.h"
 
 namespace veneer {
 
 std::string IpcPath() {
-  const char* home = std::getenv("HOME");
-  return std::string(home != nullptr ? home : ".") + kSupportFolder + "plugin_state.txt";
+  // The one file whose path does not depend on HOME being set: without it the
+  // path is relative to the host's working folder.
+  if (std::optional<std::string> path = SupportFilePath(kSettingsFileName)) {
+    return *path;
+  }
+  std::string relative(".");
+  relative += kSupportFolder;
+  relative += kSettingsFileName;
+  return relative;
 }
 
 void ApplySettingsLine(std::string_view line, Settings& settings) {
@@ -21,30 +28,6 @@ void ApplySettingsLine(std::string_view line, Settings& settings) {
   const std::string_view key = line.substr(0, equals);
   // atof reads the longest numeric prefix after leading blanks and ignores the rest.
   const double value = std::atof(std::string(line.substr(equals + 1)).c_str());
-  struct Entry {
-    std::string_view key;
-    double Settings::*field;
-  };
-  static constexpr Entry kEntries[] = {
-      {"appRunning", &Settings::appRunning},
-      {"key", &Settings::key},
-      {"scale", &Settings::scale},
-      {"correctionMode", &Settings::correctionMode},
-      {"0", &Settings::correctionMode},  // the number one variant knows it by
-      {"retune", &Settings::retune},
-      {"transpose", &Settings::transpose},
-      {"classicMode", &Settings::classicMode},
-      {"inputType", &Settings::inputType},
-      {"humanize", &Settings::humanize},
-      {"flexTune", &Settings::flexTune},
-      {"naturalVibrato", &Settings::naturalVibrato},
-      {"vibratoAmplitude", &Settings::vibratoAmplitude},
-      {"47", &Settings::vibratoAmplitude},  // likewise
-      {"tracking", &Settings::tracking},
-      {"formant", &Settings::formant},
-      {"throat", &Settings::throat},
-      {"wetDry", &Settings::wetDry},
-  };
   if (key == "seq") {
     // Truncated toward zero. Out of range saturates instead of overflowing, and
     // "nan" counts as negative: it is never a counter to apply.
@@ -59,11 +42,10 @@ void ApplySettingsLine(std::string_view line, Settings& settings) {
     }
     return;
   }
-  for (const Entry& entry : kEntries) {
-    if (key == entry.key) {
-      settings.*entry.field = value;
-      return;
-    }
+  if (key == "appRunning") {
+    settings.appRunning = value;
+  } else if (const SteeredSetting* setting = SettingForFileKey(key); setting != nullptr) {
+    settings.values[IndexOf(*setting)] = value;
   }
 }
 

@@ -1,10 +1,13 @@
 // The companion application's settings file: where it lies and what it says.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "shell/SteeredSettings.h"
 
 namespace veneer {
 
@@ -13,21 +16,15 @@ namespace veneer {
 struct Settings {
   int64_t seq = -1;
   double appRunning = 1.0;
-  double key = -1.0;
-  double scale = -1.0;
-  double correctionMode = -1.0;
-  double retune = -1.0;
-  double transpose = -1.0;
-  double classicMode = -1.0;
-  double inputType = -1.0;
-  double humanize = -1.0;
-  double flexTune = -1.0;
-  double naturalVibrato = -1.0;
-  double vibratoAmplitude = -1.0;
-  double tracking = -1.0;
-  double formant = -1.0;
-  double throat = -1.0;
-  double wetDry = -1.0;
+  // By the settings table's rows (kSteeredSettings); -1: not given.
+  std::array<double, kSteeredSettingCount> values = [] {
+    std::array<double, kSteeredSettingCount> notGiven{};
+    notGiven.fill(-1.0);
+    return notGiven;
+  }();
+
+  // [any thread] The value of the row whose file key is `fileKey`.
+  [[nodiscard]] double Value(std::string_view fileKey) const { return values[IndexOf(*SettingForFileKey(fileKey))]; }
 };
 
 // [any thread] HOME (or "." when unset) + the support folder + "plugin_state.txt".

@@ -1,16 +1,18 @@
 #include "shell/DebugLog.h"
 
+#include "shell/SupportFolder.h"
+
 #include <pthread.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <ctime>
+#include <optional>
 
 namespace veneer {
 
 void DebugLog(const std::string& message) {
-  const char* home = std::getenv("HOME");
-  if (home == nullptr) {
+  const std::optional<std::string> path = SupportFilePath(kDebugLogFileName);
+  if (!path) {
     return;
   }
   char stamp[32];
@@ -18,9 +20,8 @@ void DebugLog(const std::string& message) {
   std::tm local{};
   localtime_r(&now, &local);
   std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
-  const std::string path = std::string(home) + kSupportFolder + "veneer_debug.log";
   // Opened and closed per line; concurrent writers rely on append mode.
-  std::FILE* file = std::fopen(path.c_str(), "a");
+  std::FILE* file = std::fopen(path->c_str(), "a");
   if (file == nullptr) {
     return;
   }

@@ -5,10 +5,7 @@
 
 namespace veneer {
 
-// The support folder below HOME, shared with the companion application.
-inline constexpr const char* kSupportFolder = "/Library/Application Support/Tonvale/";
-
-// [any thread] Appends "[HH:MM:SS] message\n" to HOME + kSupportFolder +
+// [any thread] Appends "[HH:MM:SS] message\n" to the support folder's
 // "veneer_debug.log". Drops the line when HOME is unset or the file cannot be
 // opened; never reports failure.
 void DebugLog(const std::string& message);

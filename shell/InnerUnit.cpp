@@ -12,6 +12,7 @@
 #include <string>
 
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
 #include "shell/Veneer.h"
 
 namespace veneer {
@@ -21,6 +22,9 @@ constexpr UInt32 kInnerMaxFrames = 4096;
 constexpr UInt32 kLargestChannelCount = 2;
 
 std::string Status(OSStatus status) { return std::to_string(status); }
+
+// "（耗时 <ms>ms）"
+std::string Elapsed(long long ms) { return logtext::kElapsed + std::to_string(ms) + logtext::kElapsedEnd; }
 
 // A rate truncated to a whole number; printed rather than cast, since a host may
 // set rates no integer type holds.
@@ -63,7 +67,7 @@ OSStatus Veneer::EnsureInnerUnit() {
     return noErr;  // one pending creation at a time
   }
   createPending_ = true;
-  DebugLog(std::string(ThreadTag()) + " 内部 Auto-Tune 改到主线程创建（宿主线程不是主线程）");
+  DebugLog(ThreadTag() + std::string(logtext::kCreateOnMainThread));
   // The posted work may run after this instance was closed: it reaches the
   // instance only through the token, which the destructor clears.
   auto* context = new std::shared_ptr<LifeToken>(lifeToken_);
@@ -92,18 +96,18 @@ void Veneer::CreateInnerUnitOnMainThread() {
       AudioUnit inner = innerUnit_.load();
       SetFormat(inner, kAudioUnitScope_Input, hostFormat_);
       SetFormat(inner, kAudioUnitScope_Output, hostFormat_);
-      DebugLog("[main] 内部 Auto-Tune 已创建，宿主格式已传入（耗时 " + std::to_string(ms) + "ms）");
+      DebugLog(logtext::kCreatedWithFormat + Elapsed(ms));
     } else {
-      DebugLog("[main] 内部 Auto-Tune 已创建（耗时 " + std::to_string(ms) + "ms）");
+      DebugLog(logtext::kCreated + Elapsed(ms));
     }
   } else {
-    DebugLog("[main] 创建内部 Auto-Tune 失败 err=" + Status(status) + "（耗时 " + std::to_string(ms) + "ms）");
+    DebugLog(logtext::kCreateFailed + Status(status) + Elapsed(ms));
   }
 }
 
 OSStatus Veneer::CreateInnerUnit() {
   if (Dl_info image{}; dladdr(static_cast<const void*>(&kVariants), &image) != 0 && image.dli_fname != nullptr) {
-    DebugLog(std::string("组件路径: ") + image.dli_fname);
+    DebugLog(std::string(logtext::kComponentPath) + image.dli_fname);
   }
 
   const VariantInfo* variant = variant_.load();
@@ -125,13 +129,13 @@ OSStatus Veneer::CreateInnerUnit() {
       SetFormat(inner, kAudioUnitScope_Input, hostFormat_);
       SetFormat(inner, kAudioUnitScope_Output, hostFormat_);
     }
-    DebugLog(std::string("复用退役的内部 Auto-Tune 实例: ") + variant->name);
+    DebugLog(std::string(logtext::kReusingRetired) + variant->name);
     return noErr;
   }
 
   AudioUnit inner = nullptr;
   if (const OSStatus status = AudioComponentInstanceNew(component, &inner); status != noErr) {
-    DebugLog("CreateInnerUnit FAIL: InstanceNew err=" + Status(status));
+    DebugLog(logtext::kCreateFailedInstanceNew + Status(status));
     return status;
   }
   innerUnit_.store(inner);
@@ -140,28 +144,28 @@ OSStatus Veneer::CreateInnerUnit() {
   const auto configure = [&]() -> OSStatus {
     const AudioStreamBasicDescription format = Output(0)->GetStreamFormat();
     if (const OSStatus status = SetFormat(inner, kAudioUnitScope_Input, format); status != noErr) {
-      DebugLog("CreateInnerUnit FAIL: 输入格式 err=" + Status(status));
+      DebugLog(logtext::kCreateFailedInputFormat + Status(status));
       return status;
     }
     if (const OSStatus status = SetFormat(inner, kAudioUnitScope_Output, format); status != noErr) {
-      DebugLog("CreateInnerUnit FAIL: 输出格式 err=" + Status(status));
+      DebugLog(logtext::kCreateFailedOutputFormat + Status(status));
       return status;
     }
     if (const OSStatus status = AudioUnitSetProperty(inner, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input,
                                                      0, &callback, sizeof callback);
         status != noErr) {
-      DebugLog("CreateInnerUnit FAIL: 渲染回调 err=" + Status(status));
+      DebugLog(logtext::kCreateFailedRenderCallback + Status(status));
       return status;
     }
     if (const OSStatus status =
             AudioUnitSetProperty(inner, kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global, 0,
                                  &kInnerMaxFrames, sizeof kInnerMaxFrames);
         status != noErr) {
-      DebugLog("CreateInnerUnit FAIL: MaximumFramesPerSlice err=" + Status(status));
+      DebugLog(logtext::kCreateFailedMaximumFrames + Status(status));
       return status;
     }
     if (const OSStatus status = AudioUnitInitialize(inner); status != noErr) {
-      DebugLog("CreateInnerUnit FAIL: AudioUnitInitialize err=" + Status(status));
+      DebugLog(logtext::kCreateFailedInitialize + Status(status));
       if (status != kAudioUnitErr_Initialized) {
         return status;
       }
@@ -169,8 +173,8 @@ OSStatus Veneer::CreateInnerUnit() {
     return noErr;
   };
   if (const OSStatus status = configure(); status != noErr) {
-    DebugLog("CreateInnerUnit FAIL: 初始化后配置中断 err=" + Status(status));
-    DebugLog("CreateInnerUnit FAIL: 创建失败，释放内部单元 err=" + Status(status));
+    DebugLog(logtext::kCreateFailedAfterInitialize + Status(status));
+    DebugLog(logtext::kCreateFailedReleasing + Status(status));
     AudioComponentInstanceDispose(inner);
     innerUnit_.store(nullptr);
     return status;
@@ -189,7 +193,7 @@ OSStatus Veneer::CreateInnerUnit() {
   if (variant->correctionModeParam != kNoParam) {
     AudioUnitParameterValue value = 0;
     if (AudioUnitGetParameter(inner, variant->correctionModeParam, kAudioUnitScope_Global, 0, &value) == noErr) {
-      DebugLog("correction mode forced -> " + std::to_string(value));
+      DebugLog(logtext::kCorrectionModeForced + std::to_string(value));
     }
   }
 
@@ -201,13 +205,13 @@ OSStatus Veneer::CreateInnerUnit() {
     if (AudioUnitGetProperty(inner, kAudioUnitProperty_ParameterInfo, kAudioUnitScope_Global, variant->scaleParam,
                              &info, &size) != noErr) {
       keyModeAccepted_.store(false);
-      DebugLog("⚠️ 自检：读不到调式参数 " + std::to_string(variant->scaleParam));
+      DebugLog(logtext::kScaleCheckUnreadable + std::to_string(variant->scaleParam));
     } else if (const std::string name = ParameterName(info); name == variant->scaleParamName) {
-      DebugLog("自检通过：调式参数 " + std::to_string(variant->scaleParam) + " = " + name);
+      DebugLog(logtext::kScaleCheckPassed + std::to_string(variant->scaleParam) + " = " + name);
     } else {
       keyModeAccepted_.store(false);
-      DebugLog(std::string("⚠️ 自检：调式参数名不匹配（期望「") + variant->scaleParamName +
-               "」，实际「" + name + "」）——这个版本的 Auto-Tune 可能不认我们的调式");
+      DebugLog(logtext::kScaleCheckMismatch + std::string(variant->scaleParamName) +
+               logtext::kScaleCheckMismatchActual + name + logtext::kScaleCheckMismatchEnd);
     }
   }
 
@@ -233,21 +237,21 @@ OSStatus Veneer::ChangeStreamFormat(AudioUnitScope inScope, AudioUnitElement inE
     hostFormat_ = inNewFormat;
     hostFormatValid_ = true;
   }
-  DebugLog(std::string(ThreadTag()) + " ChangeStreamFormat scope=" + std::to_string(inScope) +
+  DebugLog(ThreadTag() + std::string(logtext::kFormatChange) + std::to_string(inScope) +
            " ch=" + std::to_string(inNewFormat.mChannelsPerFrame) + " rate=" + WholeNumber(inNewFormat.mSampleRate) +
            " baseErr=" + Status(baseStatus));
   if (baseStatus != noErr) {
     return baseStatus;
   }
   if (const OSStatus ensured = EnsureInnerUnit(); ensured != noErr) {
-    DebugLog("ChangeStreamFormat: EnsureInnerUnit err=" + Status(ensured));
+    DebugLog(logtext::kFormatChangeEnsureFailed + Status(ensured));
   }
   AudioUnit inner = innerUnit_.load();
   if (inner != nullptr && inScope == kAudioUnitScope_Output) {
     latencySeconds_.store(LatencyFor(inNewFormat.mSampleRate));
     SetFormat(inner, kAudioUnitScope_Input, inNewFormat);
     SetFormat(inner, kAudioUnitScope_Output, inNewFormat);
-    DebugLog("format changed -> inner updated");
+    DebugLog(logtext::kFormatChanged);
   }
   return noErr;
 }

@@ -6,6 +6,8 @@
 #include <string>
 
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
+#include "shell/SupportFolder.h"
 
 namespace veneer {
 namespace {
@@ -155,12 +157,12 @@ const std::array<VariantInfo, kVariantCount> kVariants = {{
      "Auto-Tune Scale"},
 }};
 
-const VariantInfo* VariantFromFile(const char* fileName) {
-  const char* home = std::getenv("HOME");
-  if (home == nullptr) {
+const VariantInfo* VariantFromFile(std::string_view fileName) {
+  const std::optional<std::string> path = SupportFilePath(fileName);
+  if (!path) {
     return nullptr;
   }
-  std::ifstream file(std::string(home) + kSupportFolder + fileName);
+  std::ifstream file(*path);
   if (!file) {
     return nullptr;
   }
@@ -202,38 +204,38 @@ AudioComponent PickNewestComponent(const AudioComponentDescription& desc) {
     }
   }
   if (count >= 2) {
-    DebugLog("同名 AU 组件有 " + std::to_string(count) + " 份，版本:" + versions + " → 选用最高版本 " +
-             VersionText(bestVersion));
+    DebugLog(logtext::kSeveralCopies + std::to_string(count) + logtext::kSeveralCopiesVersions + versions +
+             logtext::kSeveralCopiesChosen + VersionText(bestVersion));
   }
   return best;
 }
 
 AudioComponent DiscoverInnerComponent(const VariantInfo*& variant) {
-  const VariantInfo* chosen = VariantFromFile("force_variant.txt");
+  const VariantInfo* chosen = VariantFromFile(kForceVariantFileName);
   if (chosen == nullptr) {
-    chosen = VariantFromFile("prefer_variant.txt");
+    chosen = VariantFromFile(kPreferVariantFileName);
   }
   if (chosen != nullptr) {
     if (AudioComponent component = PickNewestComponent(chosen->desc); component != nullptr) {
       variant = chosen;
       // The forced file is read again to tell which of the two made the choice.
-      if (chosen == VariantFromFile("force_variant.txt")) {
-        DebugLog(std::string("强制使用 Auto-Tune 版本: ") + chosen->name);
+      if (chosen == VariantFromFile(kForceVariantFileName)) {
+        DebugLog(std::string(logtext::kForcedVariant) + chosen->name);
       } else {
-        DebugLog(std::string("按 App 偏好使用 Auto-Tune 版本: ") + chosen->name);
+        DebugLog(std::string(logtext::kPreferredVariant) + chosen->name);
       }
       return component;
     }
-    DebugLog(std::string("强制指定的版本没找到: ") + chosen->name);
+    DebugLog(std::string(logtext::kForcedVariantMissing) + chosen->name);
   }
   for (const VariantInfo& row : kVariants) {
     if (AudioComponent component = PickNewestComponent(row.desc); component != nullptr) {
       variant = &row;
-      DebugLog(std::string("找到 Auto-Tune 版本: ") + row.name);
+      DebugLog(std::string(logtext::kFoundVariant) + row.name);
       return component;
     }
   }
-  DebugLog("CreateInnerUnit FAIL: 没找到支持的 Auto-Tune（Auto-Tune Pro / AutoTune 2026）");
+  DebugLog(logtext::kNoVariant);
   return nullptr;
 }
 

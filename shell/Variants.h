@@ -4,6 +4,7 @@
 #include <AudioToolbox/AudioUnit.h>
 
 #include <array>
+#include <string_view>
 
 namespace veneer {
 
@@ -43,7 +44,7 @@ extern const std::array<VariantInfo, kVariantCount> kVariants;
 
 // [any thread] The row whose name occurs first in the first line of the support
 // folder's `fileName`; null when the file is missing, HOME is unset or no name occurs.
-const VariantInfo* VariantFromFile(const char* fileName);
+const VariantInfo* VariantFromFile(std::string_view fileName);
 
 // [any thread] The newest installed component matching `desc` (the first found
 // among equal versions); logs the versions when there are several. Null when none.

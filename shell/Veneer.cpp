@@ -11,6 +11,8 @@
 #include <string>
 
 #include "shell/DebugLog.h"
+#include "shell/LogTexts.h"
+#include "shell/SteeredSettings.h"
 
 namespace veneer {
 
@@ -18,11 +20,6 @@ std::atomic<AudioUnit> gRetiredInner{nullptr};
 std::atomic<const VariantInfo*> gRetiredVariant{nullptr};
 
 namespace {
-
-// The twelve cached settings from scale_ to wetDry_, as one block of defaults.
-// Scale is 1/14 to the bit, the value the parameter info gives as its default.
-constexpr float kSettingDefaults[12] = {1.0F / 14.0F, 0.0F, 0.5F, 0.686F, 0.25F, 0.0F,
-                                        0.0F,         0.5F, 0.5F, 1.0F,   0.5F,  1.0F};
 
 // Asked anew on every call: a host may rename itself.
 bool IsLogicHostingProcess() {
@@ -38,26 +35,17 @@ void DisposeInnerOnMainQueue(void* context) {
   auto* inner = static_cast<AudioUnit>(context);
   AudioUnitUninitialize(inner);
   AudioComponentInstanceDispose(inner);
-  DebugLog("[main] 内部 Auto-Tune 已销毁");
+  DebugLog(logtext::kDisposedOnMainThread);
 }
 
 }  // namespace
 
-Veneer::Veneer(AudioComponentInstance instance)
-    : AUBase(instance, 1, 1, 0),
-      scale_(kSettingDefaults[0]),
-      correctionMode_(kSettingDefaults[1]),
-      transpose_(kSettingDefaults[2]),
-      retuneSpeed_(kSettingDefaults[3]),
-      inputType_(kSettingDefaults[4]),
-      humanize_(kSettingDefaults[5]),
-      flexTune_(kSettingDefaults[6]),
-      naturalVibrato_(kSettingDefaults[7]),
-      tracking_(kSettingDefaults[8]),
-      formant_(kSettingDefaults[9]),
-      throat_(kSettingDefaults[10]),
-      wetDry_(kSettingDefaults[11]),
-      lifeToken_(std::make_shared<LifeToken>()) {
+Veneer::Veneer(AudioComponentInstance instance) : AUBase(instance, 1, 1, 0), lifeToken_(std::make_shared<LifeToken>()) {
+  for (const SteeredSetting& setting : kSteeredSettings) {
+    if (setting.cache != nullptr) {
+      (this->*setting.cache).store(setting.defaultValue, std::memory_order_relaxed);
+    }
+  }
   lifeToken_->self = this;
 }
 
@@ -84,7 +72,7 @@ Veneer::~Veneer() {
 
 OSStatus Veneer::Initialize() {
   const OSStatus status = AUBase::Initialize();
-  DebugLog(std::string(ThreadTag()) + " Initialize called -> err=" + std::to_string(status));
+  DebugLog(ThreadTag() + std::string(logtext::kInitializeCalled) + std::to_string(status));
   if (status != noErr) {
     return status;
   }
@@ -99,13 +87,13 @@ OSStatus Veneer::Initialize() {
     return noErr;  // under Logic the next format change creates the inner unit
   }
   if (const OSStatus ensured = EnsureInnerUnit(); ensured != noErr) {
-    DebugLog("Initialize: EnsureInnerUnit err=" + std::to_string(ensured));
+    DebugLog(logtext::kInitializeEnsureFailed + std::to_string(ensured));
   }
   return noErr;
 }
 
 void Veneer::Cleanup() {
-  DebugLog(std::string(ThreadTag()) + " Cleanup called");
+  DebugLog(ThreadTag() + std::string(logtext::kCleanupCalled));
   StopIpcThread();
   cleanedUp_.store(true);
   AudioUnit inner = innerUnit_.exchange(nullptr);
@@ -115,18 +103,18 @@ void Veneer::Cleanup() {
       AudioUnit expected = nullptr;
       if (gRetiredInner.compare_exchange_strong(expected, inner)) {
         gRetiredVariant.store(variant_.load());
-        DebugLog("Logic 宿主：内部 Auto-Tune 退役不销毁（留给下次复用）");
+        DebugLog(logtext::kLogicRetired);
       } else {
-        DebugLog("Logic 宿主：已经有一个退役实例了，这个只能放着（不销毁）");
+        DebugLog(logtext::kLogicRetiredAlready);
       }
     } else if (pthread_main_np() == 0) {
-      DebugLog(std::string(ThreadTag()) + " 内部 Auto-Tune 改到主线程销毁");
+      DebugLog(ThreadTag() + std::string(logtext::kDisposeOnMainThread));
       dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, static_cast<int64_t>(NSEC_PER_SEC)), dispatch_get_main_queue(),
                        inner, DisposeInnerOnMainQueue);
     } else {
       AudioUnitUninitialize(inner);
       AudioComponentInstanceDispose(inner);
-      DebugLog("inner unit disposed");
+      DebugLog(logtext::kInnerDisposed);
     }
   }
   AUBase::Cleanup();

@@ -20,6 +20,9 @@
 
 namespace veneer {
 
+struct SteeredSetting;
+struct SteeredSettings;
+
 class Veneer : public ausdk::AUBase {
  public:
   // The companion link's bypass and its latch, always changed together.
@@ -89,6 +92,8 @@ class Veneer : public ausdk::AUBase {
   void UpdateAudioLevel(const AudioBufferList& buffers, UInt32 frames);
   // [any thread] An inner scale value as a scale index, by the variant's row.
   [[nodiscard]] float ScaleSemantic(float innerScaleValue) const;
+  // [any thread] The same by `variant`'s row (x 14 without one).
+  static float ScaleIndex(const VariantInfo* variant, float innerScaleValue);
   // [any thread] An inner parameter's value; -10877 when there is no such parameter or inner unit.
   OSStatus GetInnerParam(AudioUnitParameterID id, float& outValue) const;
   // [link thread] Remembers the inner unit's values, so the shell's own writes are not reported.
@@ -135,11 +140,18 @@ class Veneer : public ausdk::AUBase {
   [[nodiscard]] double MaxRenderMs() const { return maxRenderMs_.load(std::memory_order_relaxed); }
 
  private:
+  friend struct SteeredSettings;  // the settings table names the cached fields
+
   // [link thread] One pass of the link: the files in, the inner unit, the files
   // out. `lastAliveTime` belongs to the thread: the time of its last alive file.
   void RunLinkCycle(std::time_t& lastAliveTime);
   // [link thread] The pause between passes; ends early when the thread is told to stop.
   void PauseLink();
+  // [link thread] One setting of a new settings file: cached and sent to the inner unit.
+  void ApplySetting(const SteeredSetting& setting, double value, const VariantInfo& variant);
+  // [link thread] Reads the inner unit's values back into the "readback" log line.
+  void LogReadBack(const VariantInfo& variant);
+  // [any thread] The latency the shell reports at `sampleRate`, by the classic mode.
   double LatencyFor(Float64 sampleRate) const;
   // The cached field of own parameter `id` (0-10).
   std::atomic<float>& OwnParameter(AudioUnitParameterID id);
@@ -162,19 +174,20 @@ class Veneer : public ausdk::AUBase {
   AudioBufferList* inputBuffers_ = nullptr;
   UInt32 inputBufferChannels_ = 0;
   UInt32 inputBufferFrames_ = 0;
-  std::atomic<float> key_{0.0F};
-  std::atomic<float> scale_;
-  std::atomic<float> correctionMode_;
-  std::atomic<float> transpose_;
-  std::atomic<float> retuneSpeed_;
-  std::atomic<float> inputType_;
-  std::atomic<float> humanize_;
-  std::atomic<float> flexTune_;
-  std::atomic<float> naturalVibrato_;
-  std::atomic<float> tracking_;
-  std::atomic<float> formant_;
-  std::atomic<float> throat_;
-  std::atomic<float> wetDry_;
+  // The steered settings' caches: their defaults are in the settings table.
+  std::atomic<float> key_{};
+  std::atomic<float> scale_{};
+  std::atomic<float> correctionMode_{};
+  std::atomic<float> transpose_{};
+  std::atomic<float> retuneSpeed_{};
+  std::atomic<float> inputType_{};
+  std::atomic<float> humanize_{};
+  std::atomic<float> flexTune_{};
+  std::atomic<float> naturalVibrato_{};
+  std::atomic<float> tracking_{};
+  std::atomic<float> formant_{};
+  std::atomic<float> throat_{};
+  std::atomic<float> wetDry_{};
   std::atomic<double> classicMode_{0.0};
   std::atomic<bool> bypass_{false};
   AtomicAppLink appState_;

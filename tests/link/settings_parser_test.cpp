@@ -5,6 +5,7 @@
 #include <random>
 
 #include "link/SettingsFile.h"
+#include "shell/SupportFolder.h"
 
 namespace {
 
@@ -15,8 +16,8 @@ TEST(SettingsParser, EmptyFileGivesNothingToApplyAndNoQuitMarker) {
   const Settings settings = ParseSettings("");
   EXPECT_EQ(settings.seq, -1);
   EXPECT_EQ(settings.appRunning, 1.0);
-  EXPECT_EQ(settings.key, -1.0);
-  EXPECT_EQ(settings.wetDry, -1.0);
+  EXPECT_EQ(settings.Value("key"), -1.0);
+  EXPECT_EQ(settings.Value("wetDry"), -1.0);
 }
 
 TEST(SettingsParser, FullFileFillsEveryEntry) {
@@ -25,21 +26,21 @@ TEST(SettingsParser, FullFileFillsEveryEntry) {
       "inputType=0.25\nhumanize=0\nflexTune=0\nnaturalVibrato=0.5\nvibratoAmplitude=0.2\ntracking=0.5\n"
       "formant=1\nthroat=0.5\nwetDry=1\n");
   EXPECT_EQ(s.seq, 57);
-  EXPECT_EQ(s.key, 9.0);
-  EXPECT_EQ(s.scale, 1.0);
-  EXPECT_EQ(s.correctionMode, 0.0);
-  EXPECT_EQ(s.retune, 0.25);
-  EXPECT_EQ(s.transpose, 0.5);
-  EXPECT_EQ(s.classicMode, 0.0);
-  EXPECT_EQ(s.inputType, 0.25);
-  EXPECT_EQ(s.humanize, 0.0);
-  EXPECT_EQ(s.flexTune, 0.0);
-  EXPECT_EQ(s.naturalVibrato, 0.5);
-  EXPECT_EQ(s.vibratoAmplitude, 0.2);
-  EXPECT_EQ(s.tracking, 0.5);
-  EXPECT_EQ(s.formant, 1.0);
-  EXPECT_EQ(s.throat, 0.5);
-  EXPECT_EQ(s.wetDry, 1.0);
+  EXPECT_EQ(s.Value("key"), 9.0);
+  EXPECT_EQ(s.Value("scale"), 1.0);
+  EXPECT_EQ(s.Value("correctionMode"), 0.0);
+  EXPECT_EQ(s.Value("retune"), 0.25);
+  EXPECT_EQ(s.Value("transpose"), 0.5);
+  EXPECT_EQ(s.Value("classicMode"), 0.0);
+  EXPECT_EQ(s.Value("inputType"), 0.25);
+  EXPECT_EQ(s.Value("humanize"), 0.0);
+  EXPECT_EQ(s.Value("flexTune"), 0.0);
+  EXPECT_EQ(s.Value("naturalVibrato"), 0.5);
+  EXPECT_EQ(s.Value("vibratoAmplitude"), 0.2);
+  EXPECT_EQ(s.Value("tracking"), 0.5);
+  EXPECT_EQ(s.Value("formant"), 1.0);
+  EXPECT_EQ(s.Value("throat"), 0.5);
+  EXPECT_EQ(s.Value("wetDry"), 1.0);
 }
 
 TEST(SettingsParser, SeqIsTruncatedTowardZero) {
@@ -52,29 +53,29 @@ TEST(SettingsParser, SeqIsTruncatedTowardZero) {
 }
 
 TEST(SettingsParser, KeysAreExactAndValuesAreReadLikeAtof) {
-  EXPECT_EQ(ParseSettings("key= 5").key, 5.0);
-  EXPECT_EQ(ParseSettings("key =5").key, -1.0);
-  EXPECT_EQ(ParseSettings("Key=5").key, -1.0);
-  EXPECT_EQ(ParseSettings("retune=0.3=0.9").retune, 0.3);
-  EXPECT_EQ(ParseSettings("retune=.5x").retune, 0.5);
+  EXPECT_EQ(ParseSettings("key= 5").Value("key"), 5.0);
+  EXPECT_EQ(ParseSettings("key =5").Value("key"), -1.0);
+  EXPECT_EQ(ParseSettings("Key=5").Value("key"), -1.0);
+  EXPECT_EQ(ParseSettings("retune=0.3=0.9").Value("retune"), 0.3);
+  EXPECT_EQ(ParseSettings("retune=.5x").Value("retune"), 0.5);
   EXPECT_EQ(ParseSettings("appRunning=abc").appRunning, 0.0);
-  EXPECT_EQ(ParseSettings("no equals sign\nkey=2").key, 2.0);
-  EXPECT_TRUE(std::isnan(ParseSettings("wetDry=nan").wetDry));
+  EXPECT_EQ(ParseSettings("no equals sign\nkey=2").Value("key"), 2.0);
+  EXPECT_TRUE(std::isnan(ParseSettings("wetDry=nan").Value("wetDry")));
 }
 
 TEST(SettingsParser, CarriageReturnsAndAMissingFinalLineEndDoNoHarm) {
   const Settings s = ParseSettings("seq=4\r\nkey=7\r\nretune=0.1");
   EXPECT_EQ(s.seq, 4);
-  EXPECT_EQ(s.key, 7.0);
-  EXPECT_EQ(s.retune, 0.1);
+  EXPECT_EQ(s.Value("key"), 7.0);
+  EXPECT_EQ(s.Value("retune"), 0.1);
 }
 
 TEST(SettingsParser, AliasesAndRepeatedKeysKeepTheLastLine) {
-  EXPECT_EQ(ParseSettings("0=2\ncorrectionMode=1").correctionMode, 1.0);
-  EXPECT_EQ(ParseSettings("correctionMode=1\n0=2").correctionMode, 2.0);
-  EXPECT_EQ(ParseSettings("47=0.3\nvibratoAmplitude=0.6").vibratoAmplitude, 0.6);
-  EXPECT_EQ(ParseSettings("vibratoAmplitude=0.6\n47=0.3").vibratoAmplitude, 0.3);
-  EXPECT_EQ(ParseSettings("key=1\nkey=3").key, 3.0);
+  EXPECT_EQ(ParseSettings("0=2\ncorrectionMode=1").Value("correctionMode"), 1.0);
+  EXPECT_EQ(ParseSettings("correctionMode=1\n0=2").Value("correctionMode"), 2.0);
+  EXPECT_EQ(ParseSettings("47=0.3\nvibratoAmplitude=0.6").Value("vibratoAmplitude"), 0.6);
+  EXPECT_EQ(ParseSettings("vibratoAmplitude=0.6\n47=0.3").Value("vibratoAmplitude"), 0.3);
+  EXPECT_EQ(ParseSettings("key=1\nkey=3").Value("key"), 3.0);
 }
 
 TEST(SettingsParser, GarbageAndHugeInputParseWithoutHarm) {
@@ -84,25 +85,30 @@ TEST(SettingsParser, GarbageAndHugeInputParseWithoutHarm) {
     byte = static_cast<char>(random());
   }
   garbage += "\nkey=4\n";
-  EXPECT_EQ(ParseSettings(garbage).key, 4.0);
+  EXPECT_EQ(ParseSettings(garbage).Value("key"), 4.0);
 
   std::string longLine = "retune=0.5" + std::string(2'000'000, '9') + "\nseq=8";
   const Settings s = ParseSettings(longLine);
   EXPECT_EQ(s.seq, 8);
-  EXPECT_GT(s.retune, 0.5);
+  EXPECT_GT(s.Value("retune"), 0.5);
 
   const std::string withNul = std::string("key=3\0junk\nseq=2", 16);
-  EXPECT_EQ(ParseSettings(withNul).key, 3.0);
+  EXPECT_EQ(ParseSettings(withNul).Value("key"), 3.0);
   EXPECT_EQ(ParseSettings(withNul).seq, 2);
 }
 
-TEST(SettingsParser, IpcPathFollowsHomeOrFallsBackToTheWorkingDirectory) {
+// Every file of the support folder has its path from one place; only the
+// settings file falls back to the working folder when HOME is unset.
+TEST(SettingsParser, SupportPathsFollowHomeAndOnlyTheSettingsFileFallsBack) {
   const char* saved = std::getenv("HOME");
   const std::string home = saved != nullptr ? saved : "";
   setenv("HOME", "/home/singer", 1);
   EXPECT_EQ(veneer::IpcPath(), "/home/singer/Library/Application Support/Tonvale/plugin_state.txt");
+  EXPECT_EQ(veneer::SupportFilePath(veneer::kAliveFileName),
+            "/home/singer/Library/Application Support/Tonvale/veneer_alive.txt");
   unsetenv("HOME");
   EXPECT_EQ(veneer::IpcPath(), "./Library/Application Support/Tonvale/plugin_state.txt");
+  EXPECT_EQ(veneer::SupportFilePath(veneer::kAliveFileName), std::nullopt);
   if (saved != nullptr) {
     setenv("HOME", home.c_str(), 1);
   }
