@@ -58,6 +58,7 @@ int64_t WallClockMilliseconds() {
 }  // namespace
 
 void Veneer::SnapshotInnerValues() {
+  renderingThread_.ExpectNotHere("SnapshotInnerValues");
   const VariantInfo* variant = variant_.load();
   const AudioUnit inner = innerUnit_.load();
   if (variant == nullptr || inner == nullptr) {
@@ -74,6 +75,7 @@ void Veneer::SnapshotInnerValues() {
 }
 
 void Veneer::ReportManualChanges() {
+  renderingThread_.ExpectNotHere("ReportManualChanges");
   const VariantInfo* variant = variant_.load();
   const AudioUnit inner = innerUnit_.load();
   if (variant == nullptr || inner == nullptr || innerSnapshot_.empty()) {

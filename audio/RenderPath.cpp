@@ -82,6 +82,7 @@ void CopyToOutput(const AudioBufferList& source, UInt32 sourceCapacity, AudioBuf
 
 OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                         UInt32 inNumberFrames) {
+  const RenderingThread::Scope rendering(renderingThread_);
   // Shared by every instance in the process: the log shows the first renders
   // and then only changes in the presence of an inner unit.
   static std::atomic<int32_t> renderLogCount{0};

@@ -67,20 +67,31 @@ class AUBase : public ComponentBase {
   void PreDestructorInternal() override;
 
   // ---- virtual operations, in slot order ----
+  // Lifecycle and property calls come on whatever thread the host uses, one at
+  // a time per instance (see docs/threads.md): they are tagged [any thread].
   virtual void CreateExtendedElements() {}
+  // [any thread]
   virtual OSStatus Initialize() { return noErr; }
+  // [any thread]
   virtual void Cleanup() {}
+  // [any thread]
   virtual OSStatus Reset(AudioUnitScope inScope, AudioUnitElement inElement);
 
+  // [any thread]
   virtual OSStatus GetPropertyInfo(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement,
                                    UInt32& outDataSize, bool& outWritable);
+  // [any thread]
   virtual OSStatus GetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement,
                                void* outData);
+  // [any thread]
   virtual OSStatus SetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement,
                                const void* inData, UInt32 inDataSize);
+  // [any thread]
   virtual OSStatus RemovePropertyValue(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement);
+  // [any thread]
   virtual OSStatus AddPropertyListener(AudioUnitPropertyID inID, AudioUnitPropertyListenerProc inProc,
                                        void* inProcRefCon);
+  // [any thread]
   virtual OSStatus RemovePropertyListener(AudioUnitPropertyID inID, AudioUnitPropertyListenerProc inProc,
                                           void* inProcRefCon, bool refConSpecified);
   // [any thread]
@@ -131,8 +142,10 @@ class AUBase : public ComponentBase {
   virtual OSStatus GetParameterHistoryInfo(AudioUnitScope inScope, AudioUnitParameterID inParameterID,
                                            Float32& outUpdatesPerSecond, Float32& outHistoryDurationInSeconds);
 
+  // [any thread]
   virtual OSStatus SaveState(CFPropertyListRef* outData);
   virtual void SaveExtendedScopes(CFMutableDataRef /*outData*/) {}
+  // [any thread]
   virtual OSStatus RestoreState(CFPropertyListRef plist);
 
   virtual OSStatus GetParameterValueStrings(AudioUnitScope inScope, AudioUnitParameterID inParameterID,
@@ -144,7 +157,9 @@ class AUBase : public ComponentBase {
   virtual OSStatus NewCustomPresetSet(const AUPreset& inNewCustomPreset);
   virtual CFURLRef CopyIconLocation() { return nullptr; }
 
+  // [any thread]
   virtual Float64 GetLatency() { return 0.0; }
+  // [any thread]
   virtual Float64 GetTailTime() { return 0.0; }
   virtual bool SupportsTail() { return false; }
   virtual bool StreamFormatWritable(AudioUnitScope scope, AudioUnitElement element) = 0;
@@ -152,7 +167,9 @@ class AUBase : public ComponentBase {
   virtual UInt32 SupportedNumChannels(const AUChannelInfo** outInfo);
   virtual bool ValidFormat(AudioUnitScope inScope, AudioUnitElement inElement,
                            const AudioStreamBasicDescription& inNewFormat);
+  // [any thread]
   virtual AudioStreamBasicDescription GetStreamFormat(AudioUnitScope inScope, AudioUnitElement inElement);
+  // [any thread] Never while rendering: hosts change formats only when the unit is not running.
   virtual OSStatus ChangeStreamFormat(AudioUnitScope inScope, AudioUnitElement inElement,
                                       const AudioStreamBasicDescription& inPrevFormat,
                                       const AudioStreamBasicDescription& inNewFormat);
@@ -184,6 +201,7 @@ class AUBase : public ComponentBase {
     return kAudio_UnimplementedError;
   }
 
+  // [any thread] These change buffers, so never while rendering.
   virtual void ReallocateBuffers();
   virtual void DeallocateIOBuffers();
   virtual void SetMaxFramesPerSlice(UInt32 nFrames);
@@ -206,6 +224,7 @@ class AUBase : public ComponentBase {
   }
 
   // ---- entry points of the method functions ----
+  // [any thread] The host's lifecycle calls, one at a time per instance.
   OSStatus DoInitialize();
   void DoCleanup();
   OSStatus DoReset(AudioUnitScope inScope, AudioUnitElement inElement);

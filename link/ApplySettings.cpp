@@ -109,6 +109,7 @@ void Veneer::LogReadBack(const VariantInfo& variant) {
 }
 
 void Veneer::ApplyFileToInner() {
+  renderingThread_.ExpectNotHere("ApplyFileToInner");
   // The heartbeat: the companion application keeps the settings file fresh.
   struct stat status {};
   const std::time_t now = std::time(nullptr);

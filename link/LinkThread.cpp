@@ -24,6 +24,7 @@ std::atomic<uint64_t> gLastDiagCount{0};
 }  // namespace
 
 void Veneer::RunLinkCycle(std::time_t& lastAliveTime) {
+  renderingThread_.ExpectNotHere("the link cycle");
   ApplyFileToInner();
   ReportManualChanges();
 

@@ -73,15 +73,18 @@ OSStatus Veneer::EnsureInnerUnit() {
   auto* context = new std::shared_ptr<LifeToken>(lifeToken_);
   dispatch_async_f(dispatch_get_main_queue(), context, [](void* raw) {
     const std::unique_ptr<std::shared_ptr<LifeToken>> token(static_cast<std::shared_ptr<LifeToken>*>(raw));
-    const std::lock_guard alive((*token)->mutex);
-    if ((*token)->self != nullptr) {
-      (*token)->self->CreateInnerUnitOnMainThread();
-    }
+    RunGuarded("main queue: inner unit creation", [&token] {
+      const std::lock_guard alive((*token)->mutex);
+      if ((*token)->self != nullptr) {
+        (*token)->self->CreateInnerUnitOnMainThread();
+      }
+    });
   });
   return noErr;
 }
 
 void Veneer::CreateInnerUnitOnMainThread() {
+  ExpectMainThread("CreateInnerUnitOnMainThread");
   const std::lock_guard lock(innerMutex_);
   createPending_ = false;
   if (cleanedUp_.load() || innerUnit_.load() != nullptr) {
@@ -106,6 +109,7 @@ void Veneer::CreateInnerUnitOnMainThread() {
 }
 
 OSStatus Veneer::CreateInnerUnit() {
+  ExpectMainThread("CreateInnerUnit");
   if (Dl_info image{}; dladdr(static_cast<const void*>(&kVariants), &image) != 0 && image.dli_fname != nullptr) {
     DebugLog(std::string(logtext::kComponentPath) + image.dli_fname);
   }

@@ -71,4 +71,7 @@ inline constexpr char kRenderDiagnostics[] = "渲染诊断: 次数=";  // count,
 inline constexpr char kRenderDiagnosticsSlow[] = " 慢块(>8ms)=";
 inline constexpr char kRenderDiagnosticsLongest[] = " 最大=";
 
+// Our own threads and queued work: what reached an entry point instead of the host.
+inline constexpr char kExceptionCaught[] = "exception caught in ";  // where, ": ", what
+
 }  // namespace veneer::logtext

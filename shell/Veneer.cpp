@@ -32,10 +32,13 @@ bool IsLogicHostingProcess() {
 
 // [main thread] The delayed disposal of an inner unit that a host thread let go.
 void DisposeInnerOnMainQueue(void* context) {
-  auto* inner = static_cast<AudioUnit>(context);
-  AudioUnitUninitialize(inner);
-  AudioComponentInstanceDispose(inner);
-  DebugLog(logtext::kDisposedOnMainThread);
+  RunGuarded("main queue: inner unit disposal", [context] {
+    ExpectMainThread("the inner unit's disposal");
+    auto* inner = static_cast<AudioUnit>(context);
+    AudioUnitUninitialize(inner);
+    AudioComponentInstanceDispose(inner);
+    DebugLog(logtext::kDisposedOnMainThread);
+  });
 }
 
 }  // namespace
@@ -112,6 +115,7 @@ void Veneer::Cleanup() {
       dispatch_after_f(dispatch_time(DISPATCH_TIME_NOW, static_cast<int64_t>(NSEC_PER_SEC)), dispatch_get_main_queue(),
                        inner, DisposeInnerOnMainQueue);
     } else {
+      ExpectMainThread("the inner unit's disposal");
       AudioUnitUninitialize(inner);
       AudioComponentInstanceDispose(inner);
       DebugLog(logtext::kInnerDisposed);
@@ -151,8 +155,10 @@ void* Veneer::IpcThreadEntry(void* arg) {
   }
   std::time_t lastAliveTime = 0;  // the first pass writes the alive file at once
   for (;;) {
-    self->RunLinkCycle(lastAliveTime);
-    self->PauseLink();
+    RunGuarded("link thread", [&] {
+      self->RunLinkCycle(lastAliveTime);
+      self->PauseLink();
+    });
     if (!self->linkRunning_.load()) {
       return nullptr;
     }

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "ausdk/AUBase.h"
+#include "shell/ThreadContracts.h"
 #include "shell/Variants.h"
 
 namespace veneer {
@@ -52,11 +53,15 @@ class Veneer : public ausdk::AUBase {
   Veneer(const Veneer&) = delete;
   Veneer& operator=(const Veneer&) = delete;
 
+  // [any thread] The host's lifecycle calls (one at a time): starts the link and
+  // asks for the inner unit; stops the link and lets the inner unit go.
   OSStatus Initialize() override;
   void Cleanup() override;
   [[nodiscard]] bool CanScheduleParameters() const override { return false; }
+  // [any thread] The latency the link last set.
   Float64 GetLatency() override { return latencySeconds_.load(std::memory_order_relaxed); }
   bool StreamFormatWritable(AudioUnitScope /*scope*/, AudioUnitElement /*element*/) override { return true; }
+  // [any thread] A host's format change, passed on to the inner unit (created here under Logic).
   OSStatus ChangeStreamFormat(AudioUnitScope inScope, AudioUnitElement inElement,
                               const AudioStreamBasicDescription& inPrevFormat,
                               const AudioStreamBasicDescription& inNewFormat) override;
@@ -68,6 +73,7 @@ class Veneer : public ausdk::AUBase {
   // [any thread] The shell's own parameters 0-10 and the read-backs 200-215, 220.
   OSStatus GetParameter(AudioUnitParameterID inID, AudioUnitScope inScope, AudioUnitElement inElement,
                         AudioUnitParameterValue& outValue) override;
+  // [any thread] (render thread included) Caches an own parameter and forwards it to the inner unit.
   OSStatus SetParameter(AudioUnitParameterID inID, AudioUnitScope inScope, AudioUnitElement inElement,
                         AudioUnitParameterValue inValue, UInt32 inBufferOffsetInFrames) override;
   OSStatus GetParameterList(AudioUnitScope inScope, AudioUnitParameterID* outParameterList,
@@ -76,8 +82,10 @@ class Veneer : public ausdk::AUBase {
                             AudioUnitParameterInfo& outParameterInfo) override;
   OSStatus GetPropertyInfo(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement,
                            UInt32& outDataSize, bool& outWritable) override;
+  // [any thread] The properties the shell answers itself (bypass, view, inner unit, channels).
   OSStatus GetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement,
                        void* outData) override;
+  // [any thread] The host's bypass; everything else is refused.
   OSStatus SetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement, const void* inData,
                        UInt32 inDataSize) override;
   UInt32 SupportedNumChannels(const AUChannelInfo** outInfo) override;
@@ -153,7 +161,7 @@ class Veneer : public ausdk::AUBase {
   void LogReadBack(const VariantInfo& variant);
   // [any thread] The latency the shell reports at `sampleRate`, by the classic mode.
   double LatencyFor(Float64 sampleRate) const;
-  // The cached field of own parameter `id` (0-10).
+  // [any thread] The cached field of own parameter `id` (0-10).
   std::atomic<float>& OwnParameter(AudioUnitParameterID id);
 
   // The shared record of the plug-in, in this order; fields that several
@@ -210,6 +218,9 @@ class Veneer : public ausdk::AUBase {
   // Wakes the link thread's pause when it is told to stop.
   std::mutex linkWakeMutex_;
   std::condition_variable linkWake_;
+
+  // The thread inside Render, for the thread checks of debug builds.
+  RenderingThread renderingThread_;
 };
 
 // The one retired inner instance of the process (under Logic) and its variant.
