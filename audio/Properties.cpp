@@ -90,7 +90,7 @@ OSStatus Veneer::GetProperty(AudioUnitPropertyID inID, AudioUnitScope inScope, A
         return kAudioUnitErr_InvalidPropertyValue;
       }
       const AudioUnit inner = innerUnit_.load();
-      std::memcpy(outData, &inner, sizeof inner);
+      std::memcpy(outData, &inner, sizeof inner);  // NOLINT(bugprone-sizeof-expression): the handle itself
       return noErr;
     }
     case kAudioUnitProperty_CocoaUI: {

@@ -305,8 +305,8 @@ class AUBase : public ComponentBase {
   void CallRenderNotifications(AudioUnitRenderActionFlags flags, const AudioTimeStamp& inTimeStamp, UInt32 inBusNumber,
                                UInt32 inFramesToProcess, AudioBufferList& ioData);
   void NoteRenderError(OSStatus err);
-  OSStatus CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
-                              AudioBufferList& ioData, const char* listName) const;
+  static OSStatus CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
+                                     AudioBufferList& ioData, const char* listName);
   void CreateLoggingString();
 
   struct PropertyListener {

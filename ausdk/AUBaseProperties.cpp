@@ -19,15 +19,16 @@ constexpr UInt32 kMaxChannelsPerFrame = 1024;
 constexpr UInt32 kChannelLayoutHeaderSize = offsetof(AudioChannelLayout, mChannelDescriptions);
 
 // Host buffers carry no alignment promise: values go in and out by copy.
+// Some values are handles (pointers): the handle is what is copied.
 template <typename T>
 void Put(void* out, const T& value) {
-  std::memcpy(out, &value, sizeof value);
+  std::memcpy(out, &value, sizeof value);  // NOLINT(bugprone-sizeof-expression)
 }
 
 template <typename T>
 T Take(const void* in) {
-  T value;
-  std::memcpy(&value, in, sizeof value);
+  T value{};
+  std::memcpy(&value, in, sizeof value);  // NOLINT(bugprone-sizeof-expression)
   return value;
 }
 
@@ -164,7 +165,7 @@ std::optional<CFStringRef> TakeString(const void* inData, UInt32 inDataSize) {
   if (inDataSize != sizeof(CFStringRef)) {
     return std::nullopt;
   }
-  const auto string = Take<CFStringRef>(inData);
+  const auto* const string = Take<CFStringRef>(inData);
   if (string != nullptr && CFGetTypeID(string) != CFStringGetTypeID()) {
     return std::nullopt;
   }
@@ -236,7 +237,7 @@ OSStatus AUBase::RemovePropertyListener(AudioUnitPropertyID inID, AudioUnitPrope
 
 void AUBase::PropertyChanged(AudioUnitPropertyID inID, AudioUnitScope inScope, AudioUnitElement inElement) {
   // By index and by copy: a listener may add or remove listeners while it is called.
-  for (size_t i = 0; i < mPropertyListeners.size(); ++i) {
+  for (size_t i = 0; i < mPropertyListeners.size(); ++i) {  // NOLINT(modernize-loop-convert)
     const PropertyListener listener = mPropertyListeners[i];
     if (listener.propertyID == inID) {
       listener.listenerProc(listener.listenerRefCon, GetComponentInstance(), inID, inScope, inElement);

@@ -107,7 +107,7 @@ OSStatus AUBase::RenderErrorExit(OSStatus err, AudioUnitRenderActionFlags& ioAct
 }
 
 OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
-                                    AudioBufferList& ioData, const char* listName) const {
+                                    AudioBufferList& ioData, const char* listName) {
   const OSStatus result = CheckBufferSizes(format, inFramesToProcess, ioData, listName);
   if (result != noErr) {
     return result;

@@ -67,7 +67,7 @@ Ref GetTyped(CFDictionaryRef dict, CFStringRef key, CFTypeID typeID) {
 // A number equal in value to `code`, read as signed (as we write it) or as the
 // unsigned four-character code, whatever type the writer stored it as.
 bool NumberMatches(CFDictionaryRef dict, CFStringRef key, UInt32 code) {
-  const auto number = GetTyped<CFNumberRef>(dict, key, CFNumberGetTypeID());
+  const auto* const number = GetTyped<CFNumberRef>(dict, key, CFNumberGetTypeID());
   if (number == nullptr) {
     return false;
   }
@@ -248,7 +248,7 @@ OSStatus AUBase::RestoreState(CFPropertyListRef plist) {
   if (plist == nullptr || CFGetTypeID(plist) != CFDictionaryGetTypeID()) {
     return kAudioUnitErr_InvalidPropertyValue;
   }
-  const auto dict = static_cast<CFDictionaryRef>(plist);
+  const auto* const dict = static_cast<CFDictionaryRef>(plist);
 
   // Every check comes before the first change.
   if (CFDictionaryContainsKey(dict, CFSTR(kAUPresetPartKey))) {
@@ -265,7 +265,7 @@ OSStatus AUBase::RestoreState(CFPropertyListRef plist) {
   }
 
   // A trailing fragment shorter than a section header is ignored.
-  if (const auto data = GetTyped<CFDataRef>(dict, CFSTR(kAUPresetDataKey), CFDataGetTypeID()); data != nullptr) {
+  if (const auto* const data = GetTyped<CFDataRef>(dict, CFSTR(kAUPresetDataKey), CFDataGetTypeID()); data != nullptr) {
     const UInt8* cursor = CFDataGetBytePtr(data);
     const UInt8* end = cursor != nullptr ? cursor + CFDataGetLength(data) : nullptr;
     while (Remaining(cursor, end) >= 3 * kWordSize) {
@@ -282,12 +282,12 @@ OSStatus AUBase::RestoreState(CFPropertyListRef plist) {
     }
   }
 
-  const auto name = GetTyped<CFStringRef>(dict, CFSTR(kAUPresetNameKey), CFStringGetTypeID());
+  const auto* const name = GetTyped<CFStringRef>(dict, CFSTR(kAUPresetNameKey), CFStringGetTypeID());
   // Not the virtual: a subclass's preset handling is for presets the host chooses.
   AUBase::NewCustomPresetSet(AUPreset{-1, name != nullptr ? name : CFSTR("Untitled")});
   PropertyChanged(kAudioUnitProperty_PresentPreset, kAudioUnitScope_Global, 0);
 
-  if (const auto quality = GetTyped<CFNumberRef>(dict, CFSTR(kAUPresetRenderQualityKey), CFNumberGetTypeID());
+  if (const auto* const quality = GetTyped<CFNumberRef>(dict, CFSTR(kAUPresetRenderQualityKey), CFNumberGetTypeID());
       quality != nullptr) {
     SInt32 value = 0;
     CFNumberGetValue(quality, kCFNumberSInt32Type, &value);
@@ -295,10 +295,11 @@ OSStatus AUBase::RestoreState(CFPropertyListRef plist) {
     DispatchSetProperty(kAudioUnitProperty_RenderQuality, kAudioUnitScope_Global, 0, &property, sizeof property);
   }
 
-  if (const auto names = GetTyped<CFDictionaryRef>(dict, CFSTR(kAUPresetElementNameKey), CFDictionaryGetTypeID());
+  if (const auto* const names =
+          GetTyped<CFDictionaryRef>(dict, CFSTR(kAUPresetElementNameKey), CFDictionaryGetTypeID());
       names != nullptr) {
     for (UInt32 scope = 0; scope < kNumScopes; ++scope) {
-      const auto scopeNames = GetTyped<CFDictionaryRef>(names, NumberKey(scope).get(), CFDictionaryGetTypeID());
+      const auto* const scopeNames = GetTyped<CFDictionaryRef>(names, NumberKey(scope).get(), CFDictionaryGetTypeID());
       if (scopeNames == nullptr) {
         continue;
       }

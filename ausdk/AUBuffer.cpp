@@ -38,6 +38,7 @@ BufferAllocator& BufferAllocator::instance() {
   return allocator;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): reached through instance()
 AllocatedBuffer* BufferAllocator::Allocate(UInt32 numberBuffers, UInt32 maxBytesPerBuffer, UInt32 reservedFlags) {
   if (numberBuffers > kMaximumBuffers) {
     throw std::out_of_range("AudioBuffers::Allocate: Too many buffers");
@@ -74,6 +75,7 @@ AllocatedBuffer* BufferAllocator::Allocate(UInt32 numberBuffers, UInt32 maxBytes
   return record;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): reached through instance()
 void BufferAllocator::Deallocate(AllocatedBuffer* allocatedBuffer) {
   if (allocatedBuffer == nullptr) {
     return;

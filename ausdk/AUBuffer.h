@@ -35,6 +35,7 @@ class BufferAllocator {
 
   // Throws std::out_of_range for more than 4096 buffers and std::bad_alloc when
   // the data would not fit in 32 bits of bytes or memory runs out.
+  // Members, reached through instance(), though they keep no state today.
   AllocatedBuffer* Allocate(UInt32 numberBuffers, UInt32 maxBytesPerBuffer, UInt32 reservedFlags);
   void Deallocate(AllocatedBuffer* allocatedBuffer);
 };

@@ -214,6 +214,17 @@ OSStatus AUMethodScheduleParameters(void* self, const AudioUnitParameterEvent* e
   });
 }
 
+namespace {
+
+// The host's action flags, or `local` when it passed none. The unit writes
+// through the reference returned (the check misses that).
+// NOLINTNEXTLINE(readability-non-const-parameter)
+AudioUnitRenderActionFlags& FlagsOrLocal(AudioUnitRenderActionFlags* hostFlags, AudioUnitRenderActionFlags& local) {
+  return hostFlags != nullptr ? *hostFlags : local;
+}
+
+}  // namespace
+
 OSStatus AUMethodRender(void* self, AudioUnitRenderActionFlags* ioActionFlags, const AudioTimeStamp* inTimeStamp,
                         UInt32 inOutputBusNumber, UInt32 inNumberFrames, AudioBufferList* ioData) {
   return Unlocked(self, [&](AUBase* unit) {
@@ -221,7 +232,7 @@ OSStatus AUMethodRender(void* self, AudioUnitRenderActionFlags* ioActionFlags, c
       return OSStatus{kAudio_ParamError};
     }
     AudioUnitRenderActionFlags localFlags = 0;
-    AudioUnitRenderActionFlags& flags = ioActionFlags != nullptr ? *ioActionFlags : localFlags;
+    AudioUnitRenderActionFlags& flags = FlagsOrLocal(ioActionFlags, localFlags);
     return unit->DoRender(flags, *inTimeStamp, inOutputBusNumber, inNumberFrames, *ioData);
   });
 }
@@ -235,7 +246,7 @@ OSStatus AUMethodComplexRender(void* self, AudioUnitRenderActionFlags* ioActionF
       return OSStatus{kAudio_ParamError};
     }
     AudioUnitRenderActionFlags localFlags = 0;
-    AudioUnitRenderActionFlags& flags = ioActionFlags != nullptr ? *ioActionFlags : localFlags;
+    AudioUnitRenderActionFlags& flags = FlagsOrLocal(ioActionFlags, localFlags);
     return unit->ComplexRender(flags, *inTimeStamp, inOutputBusNumber, inNumberOfPackets, outNumberOfPackets,
                                outPacketDescriptions, *ioData, outMetadata, outMetadataByteSize);
   });
@@ -252,7 +263,7 @@ OSStatus AUMethodProcess(void* self, AudioUnitRenderActionFlags* ioActionFlags, 
       return OSStatus{kAudio_ParamError};
     }
     AudioUnitRenderActionFlags localFlags = 0;
-    AudioUnitRenderActionFlags& flags = ioActionFlags != nullptr ? *ioActionFlags : localFlags;
+    AudioUnitRenderActionFlags& flags = FlagsOrLocal(ioActionFlags, localFlags);
     return unit->DoProcess(flags, *inTimeStamp, inNumberFrames, *ioData);
   });
 }
@@ -267,7 +278,7 @@ OSStatus AUMethodProcessMultiple(void* self, AudioUnitRenderActionFlags* ioActio
       return OSStatus{kAudio_ParamError};
     }
     AudioUnitRenderActionFlags localFlags = 0;
-    AudioUnitRenderActionFlags& flags = ioActionFlags != nullptr ? *ioActionFlags : localFlags;
+    AudioUnitRenderActionFlags& flags = FlagsOrLocal(ioActionFlags, localFlags);
     return unit->DoProcessMultiple(flags, *inTimeStamp, inNumberFrames, inNumberInputBufferLists, inInputBufferLists,
                                    inNumberOutputBufferLists, ioOutputBufferLists);
   });

@@ -69,8 +69,8 @@ class AUThreadSafeList {
    private:
     Node* mNode;
   };
-  iterator begin() const { return iterator(mActiveList); }
-  iterator end() const { return iterator(nullptr); }
+  [[nodiscard]] iterator begin() const { return iterator(mActiveList); }
+  [[nodiscard]] iterator end() const { return iterator(nullptr); }
 
  private:
   void Request(EventType type, const T& object) {

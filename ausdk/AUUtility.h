@@ -129,6 +129,11 @@ class AtomicValue {
     store(other.load());
     return *this;
   }
+  AtomicValue(AtomicValue&& other) noexcept : value_(other.load()) {}
+  AtomicValue& operator=(AtomicValue&& other) noexcept {
+    store(other.load());
+    return *this;
+  }
   ~AtomicValue() = default;
 
   [[nodiscard]] T load() const { return value_.load(std::memory_order_acquire); }

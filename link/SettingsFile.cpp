@@ -31,12 +31,10 @@ void ApplySettingsLine(std::string_view line, Settings& settings) {
   if (key == "seq") {
     // Truncated toward zero. Out of range saturates instead of overflowing, and
     // "nan" counts as negative: it is never a counter to apply.
-    if (std::isnan(value)) {
+    if (std::isnan(value) || value <= -9.2233720368547758e18) {
       settings.seq = INT64_MIN;
     } else if (value >= 9.2233720368547758e18) {
       settings.seq = INT64_MAX;
-    } else if (value <= -9.2233720368547758e18) {
-      settings.seq = INT64_MIN;
     } else {
       settings.seq = static_cast<int64_t>(value);
     }

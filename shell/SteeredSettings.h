@@ -236,7 +236,7 @@ inline constexpr size_t kSteeredSettingCount = kSteeredSettings.size();
 // The settings that have a position in the list `rank` orders, in that order.
 template <uint8_t SteeredSetting::*Rank>
 constexpr auto SettingsInOrder() {
-  constexpr size_t kCount = static_cast<size_t>(
+  constexpr auto kCount = static_cast<size_t>(
       std::count_if(kSteeredSettings.begin(), kSteeredSettings.end(), [](const auto& s) { return s.*Rank != 0; }));
   std::array<const SteeredSetting*, kCount> ordered{};
   for (size_t position = 1, filled = 0; filled < kCount; ++position) {

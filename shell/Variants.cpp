@@ -29,7 +29,7 @@ constexpr AudioUnitParameterID kNone = kNoParam;
 }  // namespace
 
 // The outside products' own codes and parameter ids: kept exactly as they ship.
-const std::array<VariantInfo, kVariantCount> kVariants = {{
+constexpr std::array<VariantInfo, kVariantCount> kVariants = {{
     {.name = "Auto-Tune Pro",
      .desc = Describe("aumf", "AT81", "VST "),
      .keyParam = 2,

@@ -160,7 +160,7 @@ class Veneer : public ausdk::AUBase {
   // [link thread] Reads the inner unit's values back into the "readback" log line.
   void LogReadBack(const VariantInfo& variant);
   // [any thread] The latency the shell reports at `sampleRate`, by the classic mode.
-  double LatencyFor(Float64 sampleRate) const;
+  [[nodiscard]] double LatencyFor(Float64 sampleRate) const;
   // [any thread] The cached field of own parameter `id` (0-10).
   std::atomic<float>& OwnParameter(AudioUnitParameterID id);
 
