@@ -14,7 +14,10 @@
 
 #include "ParameterModelHarness.h"
 #include "ShellFixture.h"
+#include "shell/LogTexts.h"
 #include "standin/StandIn.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -109,14 +112,14 @@ TEST_F(ShellPropertiesTest, BypassIsTheHostsSwitch) {
             noErr);
   EXPECT_TRUE(veneer->HostBypass());
   EXPECT_EQ(Bypass(veneer), 1U);
-  EXPECT_TRUE(Logged("bypass set -> on"));
+  EXPECT_TRUE(Logged(std::string(logtext::kHostBypassSet) + "on"));
 
   const UInt32 off = 0;
   EXPECT_EQ(
       AudioUnitSetProperty(veneer.unit(), kAudioUnitProperty_BypassEffect, kAudioUnitScope_Output, 1, &off, sizeof off),
       noErr);
   EXPECT_EQ(Bypass(veneer), 0U);
-  EXPECT_TRUE(Logged("bypass set -> off"));
+  EXPECT_TRUE(Logged(std::string(logtext::kHostBypassSet) + "off"));
   EXPECT_EQ(notified, 0);  // the host that set it already knows
 }
 
@@ -129,7 +132,7 @@ TEST_F(ShellPropertiesTest, NullDataIsRefused) {
   EXPECT_EQ(veneer->SetProperty(kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0, nullptr, sizeof(UInt32)),
             kAudioUnitErr_InvalidPropertyValue);
   EXPECT_FALSE(veneer->HostBypass());
-  EXPECT_FALSE(Logged("bypass set -> off"));
+  EXPECT_FALSE(Logged(std::string(logtext::kHostBypassSet) + "off"));
 }
 
 TEST_F(ShellPropertiesTest, ViewLiesBesideTheExecutable) {

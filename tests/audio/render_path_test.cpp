@@ -8,6 +8,9 @@
 #include <vector>
 
 #include "RenderHarness.h"
+#include "shell/LogTexts.h"
+
+namespace logtext = veneer::logtext;
 
 namespace rendertest {
 namespace {
@@ -38,7 +41,7 @@ TEST_F(RenderPathTest, AFailingInnerUnitGivesTheDrySignalAndNoError) {
     EXPECT_EQ(output_[c], source_.Block(0, c, 256)) << "ch " << c;
   }
   EXPECT_EQ(Inner()->RenderCount(), 1U);
-  EXPECT_TRUE(Logged("inner render status=" + std::to_string(kAudioUnitErr_CannotDoInCurrentContext)));
+  EXPECT_TRUE(Logged(logtext::kInnerRenderStatus + std::to_string(kAudioUnitErr_CannotDoInCurrentContext)));
 
   // Once the inner unit recovers, its output is back.
   standin::FaultsOf(product_).render = noErr;
@@ -179,9 +182,10 @@ TEST_F(RenderPathTest, TheLogShowsTheFirstFiveRendersAndThenOnlyChanges) {
   for (int i = 0; i < 7; ++i) {
     ASSERT_EQ(Render(128), noErr);
   }
-  const std::vector<std::string> expected = {"Render called frames=128 inner=no (state change)",
-                                             "Render called frames=128 inner=no", "Render called frames=128 inner=no",
-                                             "Render called frames=128 inner=no", "Render called frames=128 inner=no"};
+  const std::vector<std::string> expected = {
+      std::string(logtext::kRenderCalled) + "128 inner=no (state change)",
+      std::string(logtext::kRenderCalled) + "128 inner=no", std::string(logtext::kRenderCalled) + "128 inner=no",
+      std::string(logtext::kRenderCalled) + "128 inner=no", std::string(logtext::kRenderCalled) + "128 inner=no"};
   EXPECT_EQ(LinesStartingWith("Render called"), expected);
 
   // A product appears (a format change creates it): the next render says so
@@ -193,9 +197,10 @@ TEST_F(RenderPathTest, TheLogShowsTheFirstFiveRendersAndThenOnlyChanges) {
     ASSERT_EQ(Render(256), noErr);
   }
   auto withInner = expected;
-  withInner.push_back("Render called frames=256 inner=yes (state change)");
+  withInner.push_back(std::string(logtext::kRenderCalled) + "256 inner=yes (state change)");
   EXPECT_EQ(LinesStartingWith("Render called"), withInner);
-  EXPECT_EQ(LinesStartingWith("inner render status="), std::vector<std::string>{"inner render status=0"});
+  EXPECT_EQ(LinesStartingWith(logtext::kInnerRenderStatus),
+            std::vector<std::string>{std::string(logtext::kInnerRenderStatus) + "0"});
 }
 
 // ---- timing ----

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "LinkHarness.h"
+#include "shell/LogTexts.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -32,7 +35,7 @@ TEST_F(Heartbeat, TenSecondsIsLostNineIsFresh) {
   Cycle();
   EXPECT_TRUE(Bypassed());
   const auto lines = NewLines();
-  EXPECT_EQ(std::count(lines.begin(), lines.end(), "app heartbeat lost -> bypass ON"), 1);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), logtext::kHeartbeatLost), 1);
 }
 
 TEST_F(Heartbeat, LostAndBackAreLoggedOnceEach) {
@@ -43,8 +46,7 @@ TEST_F(Heartbeat, LostAndBackAreLoggedOnceEach) {
   Cycle();
   Cycle();
   EXPECT_FALSE(Bypassed());
-  EXPECT_EQ(NewLines(),
-            (std::vector<std::string>{"app heartbeat lost -> bypass ON", "app heartbeat back -> bypass OFF"}));
+  EXPECT_EQ(NewLines(), (std::vector<std::string>{logtext::kHeartbeatLost, logtext::kHeartbeatBack}));
 }
 
 TEST_F(Heartbeat, AFileFromTheFutureCountsAsFresh) {
@@ -61,8 +63,8 @@ TEST_F(Heartbeat, QuitMarkerWhileFreshLogsThePairEveryCycle) {
   EXPECT_TRUE(Bypassed());
   Cycle();
   EXPECT_TRUE(Bypassed());
-  EXPECT_EQ(NewLines(), (std::vector<std::string>{"app quit marker -> bypass ON", "app heartbeat back -> bypass OFF",
-                                                  "app quit marker -> bypass ON"}));
+  EXPECT_EQ(NewLines(),
+            (std::vector<std::string>{logtext::kQuitMarker, logtext::kHeartbeatBack, logtext::kQuitMarker}));
   // Once the file is stale the flags stay set and nothing more is logged.
   AgeSettings(30);
   Cycle();
@@ -82,7 +84,7 @@ TEST_F(Heartbeat, InitializeClearsTheLatchButNotTheForcedBypass) {
   EXPECT_TRUE(state.appBypass_);
   EXPECT_FALSE(state.appLost_);
   for (const auto& line : NewLines()) {
-    EXPECT_NE(line, "app heartbeat back -> bypass OFF");
+    EXPECT_NE(line, logtext::kHeartbeatBack);
   }
   // Only lost and back again lifts it.
   AgeSettings(20);

@@ -9,6 +9,9 @@
 #include <sstream>
 
 #include "LinkHarness.h"
+#include "shell/LogTexts.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -84,7 +87,7 @@ TEST_F(LinkThread, SettingsAliveFileAndManualChangesFlowBothWays) {
   const auto start = std::chrono::steady_clock::now();
   ASSERT_EQ(veneer.Uninitialize(), noErr);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(800));
-  EXPECT_FALSE(Logged("app heartbeat lost -> bypass ON"));
+  EXPECT_FALSE(Logged(logtext::kHeartbeatLost));
 }
 
 TEST_F(LinkThread, WithoutAnInnerUnitTheAliveFileSaysSo) {

@@ -5,7 +5,10 @@
 #include <algorithm>
 
 #include "ShellFixture.h"
+#include "shell/LogTexts.h"
 #include "standin/StandIn.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -52,12 +55,12 @@ TEST_F(CreationTest, ConfiguresANewInnerUnitLikeTheHostsOutput) {
   EXPECT_TRUE(veneer->KeyModeAccepted());
   EXPECT_DOUBLE_EQ(veneer.Latency(), 112.0 / 44100.0);
 
-  const auto lines = LinesFrom("组件路径: ");
+  const auto lines = LinesFrom(logtext::kComponentPath);
   ASSERT_GE(lines.size(), 4U);
-  EXPECT_EQ(lines[1], "找到 Auto-Tune 版本: Auto-Tune Pro");
-  EXPECT_EQ(lines[2], "correction mode forced -> 0.000000");
-  EXPECT_EQ(lines[3], "自检通过：调式参数 162 = Modern Scale");
-  EXPECT_EQ(LogLines().front(), "[main] Initialize called -> err=0");
+  EXPECT_EQ(lines[1], std::string(logtext::kFoundVariant) + "Auto-Tune Pro");
+  EXPECT_EQ(lines[2], std::string(logtext::kCorrectionModeForced) + "0.000000");
+  EXPECT_EQ(lines[3], std::string(logtext::kScaleCheckPassed) + "162 = Modern Scale");
+  EXPECT_EQ(LogLines().front(), "[main]" + std::string(logtext::kInitializeCalled) + "0");
 }
 
 TEST_F(CreationTest, ForcesOnlyTheParametersTheProductHas) {
@@ -68,7 +71,7 @@ TEST_F(CreationTest, ForcesOnlyTheParametersTheProductHas) {
   ASSERT_NE(inner, nullptr);
   EXPECT_EQ(inner->Writes(),
             (std::vector<ParameterWrite>{{10, kAudioUnitScope_Global, 0, 1.0F}, {8, kAudioUnitScope_Global, 0, 0.0F}}));
-  EXPECT_TRUE(Logged("自检通过：调式参数 7 = Auto-Tune Scale"));
+  EXPECT_TRUE(Logged(std::string(logtext::kScaleCheckPassed) + "7 = Auto-Tune Scale"));
   for (const auto& line : LogLines()) {
     EXPECT_EQ(line.rfind("correction mode forced", 0), std::string::npos);
   }
@@ -78,19 +81,19 @@ struct StepFailure {
   const char* what;
   AudioUnitPropertyID property;
   AudioUnitScope scope;
-  const char* line;
+  std::string line;
 };
 
 TEST_F(CreationTest, EachConfigurationFailureDisposesTheInstance) {
   const StepFailure failures[] = {
       {"input format", kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input,
-       "CreateInnerUnit FAIL: 输入格式 err=-5001"},
+       std::string(logtext::kCreateFailedInputFormat) + "-5001"},
       {"output format", kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output,
-       "CreateInnerUnit FAIL: 输出格式 err=-5001"},
+       std::string(logtext::kCreateFailedOutputFormat) + "-5001"},
       {"callback", kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input,
-       "CreateInnerUnit FAIL: 渲染回调 err=-5001"},
+       std::string(logtext::kCreateFailedRenderCallback) + "-5001"},
       {"slice size", kAudioUnitProperty_MaximumFramesPerSlice, kAudioUnitScope_Global,
-       "CreateInnerUnit FAIL: MaximumFramesPerSlice err=-5001"},
+       std::string(logtext::kCreateFailedMaximumFrames) + "-5001"},
   };
   AudioComponent component = standin::Register(Variant::kPro);
   for (const auto& failure : failures) {
@@ -104,9 +107,9 @@ TEST_F(CreationTest, EachConfigurationFailureDisposesTheInstance) {
     EXPECT_EQ(standin::LiveCount(), 0U);
     const auto lines = LinesFrom(failure.line);
     ASSERT_GE(lines.size(), 4U);
-    EXPECT_EQ(lines[1], "CreateInnerUnit FAIL: 初始化后配置中断 err=-5001");
-    EXPECT_EQ(lines[2], "CreateInnerUnit FAIL: 创建失败，释放内部单元 err=-5001");
-    EXPECT_EQ(lines[3], "Initialize: EnsureInnerUnit err=-5001");
+    EXPECT_EQ(lines[1], std::string(logtext::kCreateFailedAfterInitialize) + "-5001");
+    EXPECT_EQ(lines[2], std::string(logtext::kCreateFailedReleasing) + "-5001");
+    EXPECT_EQ(lines[3], std::string(logtext::kInitializeEnsureFailed) + "-5001");
     EXPECT_STREQ(veneer->Variant()->name, "Auto-Tune Pro");
   }
 }
@@ -119,19 +122,19 @@ TEST_F(CreationTest, FailedInitializeDisposesAndAlreadyInitializedIsTolerated) {
     EXPECT_EQ(veneer.Initialize(), noErr);
     EXPECT_EQ(veneer->InnerUnit(), nullptr);
     EXPECT_EQ(standin::LiveCount(), 0U);
-    const auto lines = LinesFrom("CreateInnerUnit FAIL: AudioUnitInitialize err=-1111");
+    const auto lines = LinesFrom(std::string(logtext::kCreateFailedInitialize) + "-1111");
     ASSERT_GE(lines.size(), 3U);
-    EXPECT_EQ(lines[1], "CreateInnerUnit FAIL: 初始化后配置中断 err=-1111");
-    EXPECT_EQ(lines[2], "CreateInnerUnit FAIL: 创建失败，释放内部单元 err=-1111");
+    EXPECT_EQ(lines[1], std::string(logtext::kCreateFailedAfterInitialize) + "-1111");
+    EXPECT_EQ(lines[2], std::string(logtext::kCreateFailedReleasing) + "-1111");
   }
   std::filesystem::remove(SupportFolder() / "veneer_debug.log");
   standin::FaultsOf(component).initialize = kAudioUnitErr_Initialized;
   HostedVeneer veneer;
   EXPECT_EQ(veneer.Initialize(), noErr);
   ASSERT_NE(veneer->InnerUnit(), nullptr);
-  EXPECT_TRUE(Logged("CreateInnerUnit FAIL: AudioUnitInitialize err=-10849"));
-  EXPECT_FALSE(Logged("CreateInnerUnit FAIL: 初始化后配置中断 err=-10849"));
-  EXPECT_TRUE(Logged("自检通过：调式参数 1138679482 = Scale"));
+  EXPECT_TRUE(Logged(std::string(logtext::kCreateFailedInitialize) + "-10849"));
+  EXPECT_FALSE(Logged(std::string(logtext::kCreateFailedAfterInitialize) + "-10849"));
+  EXPECT_TRUE(Logged(std::string(logtext::kScaleCheckPassed) + "1138679482 = Scale"));
 }
 
 TEST_F(CreationTest, FailedInstanceCreationLeavesNothing) {
@@ -140,9 +143,9 @@ TEST_F(CreationTest, FailedInstanceCreationLeavesNothing) {
   HostedVeneer veneer;
   EXPECT_EQ(veneer.Initialize(), noErr);
   EXPECT_EQ(veneer->InnerUnit(), nullptr);
-  EXPECT_TRUE(Logged("CreateInnerUnit FAIL: InstanceNew err=-1234"));
-  EXPECT_FALSE(Logged("CreateInnerUnit FAIL: 初始化后配置中断 err=-1234"));
-  EXPECT_TRUE(Logged("Initialize: EnsureInnerUnit err=-1234"));
+  EXPECT_TRUE(Logged(std::string(logtext::kCreateFailedInstanceNew) + "-1234"));
+  EXPECT_FALSE(Logged(std::string(logtext::kCreateFailedAfterInitialize) + "-1234"));
+  EXPECT_TRUE(Logged(std::string(logtext::kInitializeEnsureFailed) + "-1234"));
 }
 
 TEST_F(CreationTest, ScaleSelfCheckFailuresAreReportedButDoNotStopTheCreation) {
@@ -153,7 +156,7 @@ TEST_F(CreationTest, ScaleSelfCheckFailuresAreReportedButDoNotStopTheCreation) {
     ASSERT_EQ(veneer.Initialize(), noErr);
     EXPECT_NE(veneer->InnerUnit(), nullptr);
     EXPECT_FALSE(veneer->KeyModeAccepted());
-    EXPECT_TRUE(Logged("⚠️ 自检：读不到调式参数 162"));
+    EXPECT_TRUE(Logged(std::string(logtext::kScaleCheckUnreadable) + "162"));
   }
   standin::FaultsOf(component).scaleInfo = noErr;
   standin::FaultsOf(component).SetScaleName("Scale Mode");
@@ -162,11 +165,10 @@ TEST_F(CreationTest, ScaleSelfCheckFailuresAreReportedButDoNotStopTheCreation) {
     ASSERT_EQ(veneer.Initialize(), noErr);
     EXPECT_NE(veneer->InnerUnit(), nullptr);
     EXPECT_FALSE(veneer->KeyModeAccepted());
-    EXPECT_TRUE(
-        Logged("⚠️ 自检：调式参数名不匹配（期望「Modern Scale」，实际「Scale "
-               "Mode」）——这个版本的 "
-               "Auto-Tune "
-               "可能不认我们的调式"));
+    EXPECT_TRUE(Logged(std::string(logtext::kScaleCheckMismatch) + "Modern Scale」，实际「Scale "
+                                                                   "Mode」）——这个版本的 "
+                                                                   "Auto-Tune "
+                                                                   "可能不认我们的调式"));
   }
   // A name given only in the fixed field is read from there.
   standin::FaultsOf(component).SetScaleName("");

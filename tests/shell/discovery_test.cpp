@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include "ShellFixture.h"
+#include "shell/LogTexts.h"
 #include "standin/StandIn.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -28,14 +31,14 @@ TEST_F(DiscoveryTest, FallbackTakesTheFirstInstalledRowOfTheTable) {
   standin::Register(Variant::kEfx);
   standin::Register(Variant::kArtist);
   EXPECT_STREQ(InnerVariant(), "Auto-Tune Artist");
-  EXPECT_TRUE(Logged("找到 Auto-Tune 版本: Auto-Tune Artist"));
+  EXPECT_TRUE(Logged(std::string(logtext::kFoundVariant) + "Auto-Tune Artist"));
   EXPECT_STREQ((*veneer_)->Variant()->name, "Auto-Tune Artist");
 }
 
 TEST_F(DiscoveryTest, OnlyEfxInstalled) {
   standin::Register(Variant::kEfx);
   EXPECT_STREQ(InnerVariant(), "Auto-Tune EFX+");
-  EXPECT_TRUE(Logged("找到 Auto-Tune 版本: Auto-Tune EFX+"));
+  EXPECT_TRUE(Logged(std::string(logtext::kFoundVariant) + "Auto-Tune EFX+"));
 }
 
 TEST_F(DiscoveryTest, ForcedVariantWins) {
@@ -44,7 +47,7 @@ TEST_F(DiscoveryTest, ForcedVariantWins) {
   WriteSupportFile("force_variant.txt", "Auto-Tune Artist\n");
   WriteSupportFile("prefer_variant.txt", "Auto-Tune Pro\n");
   EXPECT_STREQ(InnerVariant(), "Auto-Tune Artist");
-  EXPECT_TRUE(Logged("强制使用 Auto-Tune 版本: Auto-Tune Artist"));
+  EXPECT_TRUE(Logged(std::string(logtext::kForcedVariant) + "Auto-Tune Artist"));
 }
 
 TEST_F(DiscoveryTest, PreferredVariantIsUsedWhenNothingIsForced) {
@@ -52,7 +55,7 @@ TEST_F(DiscoveryTest, PreferredVariantIsUsedWhenNothingIsForced) {
   standin::Register(Variant::k2026);
   WriteSupportFile("prefer_variant.txt", "AutoTune 2026");
   EXPECT_STREQ(InnerVariant(), "AutoTune 2026");
-  EXPECT_TRUE(Logged("按 App 偏好使用 Auto-Tune 版本: AutoTune 2026"));
+  EXPECT_TRUE(Logged(std::string(logtext::kPreferredVariant) + "AutoTune 2026"));
 }
 
 TEST_F(DiscoveryTest, ForcedButMissingFallsBackWithoutAskingThePreferredFile) {
@@ -62,17 +65,18 @@ TEST_F(DiscoveryTest, ForcedButMissingFallsBackWithoutAskingThePreferredFile) {
   WriteSupportFile("prefer_variant.txt", "Auto-Tune Artist");
   EXPECT_STREQ(InnerVariant(), "AutoTune 2026");
   const auto lines = LogLines();
-  const auto missing = std::find(lines.begin(), lines.end(), "强制指定的版本没找到: Auto-Tune Pro");
+  const auto missing =
+      std::find(lines.begin(), lines.end(), std::string(logtext::kForcedVariantMissing) + "Auto-Tune Pro");
   ASSERT_NE(missing, lines.end());
-  EXPECT_NE(std::find(missing, lines.end(), "找到 Auto-Tune 版本: AutoTune 2026"), lines.end());
-  EXPECT_FALSE(Logged("按 App 偏好使用 Auto-Tune 版本: Auto-Tune Artist"));
+  EXPECT_NE(std::find(missing, lines.end(), std::string(logtext::kFoundVariant) + "AutoTune 2026"), lines.end());
+  EXPECT_FALSE(Logged(std::string(logtext::kPreferredVariant) + "Auto-Tune Artist"));
 }
 
 TEST_F(DiscoveryTest, MissingPreferredVariantIsReportedWithTheSameWords) {
   standin::Register(Variant::kEfx);
   WriteSupportFile("prefer_variant.txt", "AutoTune Advanced");
   EXPECT_STREQ(InnerVariant(), "Auto-Tune EFX+");
-  EXPECT_TRUE(Logged("强制指定的版本没找到: AutoTune Advanced"));
+  EXPECT_TRUE(Logged(std::string(logtext::kForcedVariantMissing) + "AutoTune Advanced"));
 }
 
 TEST_F(DiscoveryTest, NewestOfSeveralCopiesIsChosen) {
@@ -80,7 +84,7 @@ TEST_F(DiscoveryTest, NewestOfSeveralCopiesIsChosen) {
   AudioComponent newer = standin::Register(Variant::k2026, 0x00010A00);
   EXPECT_STREQ(InnerVariant(), "AutoTune 2026");
   EXPECT_EQ(AudioComponentInstanceGetComponent((*veneer_)->InnerUnit()), newer);
-  EXPECT_TRUE(Logged("同名 AU 组件有 2 份，版本: 1.2.3 1.10.0 → 选用最高版本 1.10.0"));
+  EXPECT_TRUE(Logged(std::string(logtext::kSeveralCopies) + "2 份，版本: 1.2.3 1.10.0 → 选用最高版本 1.10.0"));
 }
 
 TEST_F(DiscoveryTest, EqualVersionsKeepTheFirstFound) {
@@ -88,7 +92,7 @@ TEST_F(DiscoveryTest, EqualVersionsKeepTheFirstFound) {
   standin::Register(Variant::kPro, 0x00020000);
   EXPECT_STREQ(InnerVariant(), "Auto-Tune Pro");
   EXPECT_EQ(AudioComponentInstanceGetComponent((*veneer_)->InnerUnit()), first);
-  EXPECT_TRUE(Logged("同名 AU 组件有 2 份，版本: 2.0.0 2.0.0 → 选用最高版本 2.0.0"));
+  EXPECT_TRUE(Logged(std::string(logtext::kSeveralCopies) + "2 份，版本: 2.0.0 2.0.0 → 选用最高版本 2.0.0"));
 }
 
 TEST_F(DiscoveryTest, SingleCopyLogsNoVersions) {
@@ -103,8 +107,8 @@ TEST_F(DiscoveryTest, NothingInstalledLeavesTheShellWithoutAnInnerUnit) {
   EXPECT_EQ(InnerVariant(), nullptr);
   EXPECT_EQ((*veneer_)->InnerUnit(), nullptr);
   EXPECT_EQ((*veneer_)->Variant(), nullptr);
-  EXPECT_TRUE(Logged("CreateInnerUnit FAIL: 没找到支持的 Auto-Tune（Auto-Tune Pro / AutoTune 2026）"));
-  EXPECT_TRUE(Logged("Initialize: EnsureInnerUnit err=-10851"));
+  EXPECT_TRUE(Logged(logtext::kNoVariant));
+  EXPECT_TRUE(Logged(std::string(logtext::kInitializeEnsureFailed) + "-10851"));
 }
 
 }  // namespace

@@ -13,7 +13,10 @@
 #include <vector>
 
 #include "ShellFixture.h"
+#include "shell/LogTexts.h"
 #include "standin/StandIn.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -96,8 +99,8 @@ TEST_F(InstalledProductTest, NewestInstalledCopyBecomesTheInnerUnitAndProcessesT
   ASSERT_EQ(AudioComponentGetVersion(component, &version), noErr);
   EXPECT_EQ(version, 0x00020000U);
   EXPECT_EQ(shelltest::ComponentName(component), "Stand-in: AutoTune 2026 (2.0)");
-  EXPECT_TRUE(Logged("同名 AU 组件有 2 份，版本: 1.0.0 2.0.0 → 选用最高版本 2.0.0"));
-  EXPECT_TRUE(Logged("找到 Auto-Tune 版本: AutoTune 2026"));
+  EXPECT_TRUE(Logged(std::string(logtext::kSeveralCopies) + "2 份，版本: 1.0.0 2.0.0 → 选用最高版本 2.0.0"));
+  EXPECT_TRUE(Logged(std::string(logtext::kFoundVariant) + "AutoTune 2026"));
 
   constexpr UInt32 kFrames = 256;
   std::vector<std::vector<float>> output(2, std::vector<float>(kFrames, -7.0F));

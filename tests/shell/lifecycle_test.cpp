@@ -8,7 +8,10 @@
 
 #include "PosedProcess.h"
 #include "ShellFixture.h"
+#include "shell/LogTexts.h"
 #include "standin/StandIn.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -43,8 +46,8 @@ TEST_F(LifecycleTest, InitializeOnAWorkerPostsTheCreationToTheMainQueue) {
     EXPECT_EQ(veneer->EnsureInnerUnit(), noErr);  // already pending: nothing more is posted
   });
   EXPECT_EQ(veneer->InnerUnit(), nullptr);
-  EXPECT_TRUE(Logged("[bg ] Initialize called -> err=0"));
-  EXPECT_EQ(CountLines("[bg ] 内部 Auto-Tune 改到主线程创建（宿主线程不是主线程）"), 1);
+  EXPECT_TRUE(Logged("[bg ]" + std::string(logtext::kInitializeCalled) + "0"));
+  EXPECT_EQ(CountLines("[bg ]" + std::string(logtext::kCreateOnMainThread)), 1);
 
   RunMainLoop(0.2);
   ASSERT_NE(veneer->InnerUnit(), nullptr);
@@ -58,7 +61,7 @@ TEST_F(LifecycleTest, PostedCreationAppliesTheHostsLastOutputFormat) {
     EXPECT_EQ(veneer.Initialize(), noErr);
     EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Output, 1, 96000.0), noErr);
   });
-  EXPECT_TRUE(Logged("[bg ] ChangeStreamFormat scope=2 ch=1 rate=96000 baseErr=0"));
+  EXPECT_TRUE(Logged("[bg ]" + std::string(logtext::kFormatChange) + "2 ch=1 rate=96000 baseErr=0"));
   RunMainLoop(0.2);
   standin::Unit* inner = standin::Find(veneer->InnerUnit());
   ASSERT_NE(inner, nullptr);
@@ -95,22 +98,22 @@ TEST_F(LifecycleTest, CleanupOnTheMainThreadDisposesAtOnce) {
   ASSERT_EQ(veneer.Uninitialize(), noErr);
   EXPECT_EQ(standin::LiveCount(), 0U);
   EXPECT_EQ(veneer->InnerUnit(), nullptr);
-  EXPECT_TRUE(Logged("[main] Cleanup called"));
-  EXPECT_TRUE(Logged("inner unit disposed"));
+  EXPECT_TRUE(Logged("[main]" + std::string(logtext::kCleanupCalled)));
+  EXPECT_TRUE(Logged(logtext::kInnerDisposed));
 }
 
 TEST_F(LifecycleTest, CleanupOnAWorkerDisposesOnTheMainQueueOneSecondLater) {
   HostedVeneer veneer;
   ASSERT_EQ(veneer.Initialize(), noErr);
   OnWorker([&] { EXPECT_EQ(veneer.Uninitialize(), noErr); });
-  EXPECT_TRUE(Logged("[bg ] Cleanup called"));
-  EXPECT_TRUE(Logged("[bg ] 内部 Auto-Tune 改到主线程销毁"));
+  EXPECT_TRUE(Logged("[bg ]" + std::string(logtext::kCleanupCalled)));
+  EXPECT_TRUE(Logged("[bg ]" + std::string(logtext::kDisposeOnMainThread)));
   EXPECT_EQ(veneer->InnerUnit(), nullptr);
   RunMainLoop(0.5);
   EXPECT_EQ(standin::LiveCount(), 1U);  // not before its second
   RunMainLoop(0.8);
   EXPECT_EQ(standin::LiveCount(), 0U);
-  EXPECT_TRUE(Logged("[main] 内部 Auto-Tune 已销毁"));
+  EXPECT_TRUE(Logged(logtext::kDisposedOnMainThread));
 }
 
 TEST_F(LifecycleTest, CleanupWithoutAnInnerUnitOnlyLogsTheCall) {
@@ -120,7 +123,7 @@ TEST_F(LifecycleTest, CleanupWithoutAnInnerUnitOnlyLogsTheCall) {
   OnWorker([&] { EXPECT_EQ(veneer.Uninitialize(), noErr); });
   const auto lines = LogLines();
   ASSERT_EQ(lines.size(), before + 1);
-  EXPECT_EQ(lines.back(), "[bg ] Cleanup called");
+  EXPECT_EQ(lines.back(), "[bg ]" + std::string(logtext::kCleanupCalled));
 }
 
 TEST_F(LifecycleTest, LinkThreadRunsWhileInitializedAndStopsPromptly) {
@@ -147,19 +150,19 @@ TEST_F(LifecycleTest, StreamFormatChangesReachTheInnerUnitFromTheOutputScopeOnly
   EXPECT_EQ(LogLines().size(), before);  // refused before anything happened
 
   EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Input, 2, 48000.0), noErr);
-  EXPECT_TRUE(Logged("[main] ChangeStreamFormat scope=1 ch=2 rate=48000 baseErr=0"));
+  EXPECT_TRUE(Logged("[main]" + std::string(logtext::kFormatChange) + "1 ch=2 rate=48000 baseErr=0"));
   EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Input).mSampleRate, 44100.0);
   EXPECT_DOUBLE_EQ(veneer.Latency(), 112.0 / 44100.0);
 
   EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Output, 2, 48000.0), noErr);
-  EXPECT_TRUE(Logged("format changed -> inner updated"));
+  EXPECT_TRUE(Logged(logtext::kFormatChanged));
   EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Input).mSampleRate, 48000.0);
   EXPECT_EQ(inner->StreamFormatOf(kAudioUnitScope_Output).mSampleRate, 48000.0);
   EXPECT_DOUBLE_EQ(veneer.Latency(), 112.0 / 48000.0);
 
   // A rate no integer holds is still logged as a whole number.
   EXPECT_EQ(veneer.SetFormat(kAudioUnitScope_Input, 2, 1e20), noErr);
-  EXPECT_TRUE(Logged("[main] ChangeStreamFormat scope=1 ch=2 rate=100000000000000000000 baseErr=0"));
+  EXPECT_TRUE(Logged("[main]" + std::string(logtext::kFormatChange) + "1 ch=2 rate=100000000000000000000 baseErr=0"));
 }
 
 // Logic is told by its process name: these tests run again in a copy of the
@@ -176,7 +179,7 @@ TEST_F(LifecycleTest, UnderLogicTheInnerUnitIsRetiredAndReused) {
   AudioUnit retired = first->InnerUnit();
   ASSERT_NE(retired, nullptr);
   ASSERT_EQ(first.Uninitialize(), noErr);
-  EXPECT_TRUE(Logged("Logic 宿主：内部 Auto-Tune 退役不销毁（留给下次复用）"));
+  EXPECT_TRUE(Logged(logtext::kLogicRetired));
   EXPECT_EQ(standin::LiveCount(), 1U);
   EXPECT_TRUE(standin::Find(retired)->IsInitialized());
   // After clean-up, format changes create nothing until the next initialise.
@@ -187,7 +190,7 @@ TEST_F(LifecycleTest, UnderLogicTheInnerUnitIsRetiredAndReused) {
   ASSERT_EQ(second.Initialize(), noErr);
   ASSERT_EQ(second.SetFormat(kAudioUnitScope_Output, 1, 44100.0), noErr);
   EXPECT_EQ(second->InnerUnit(), retired);
-  EXPECT_TRUE(Logged("复用退役的内部 Auto-Tune 实例: Auto-Tune Pro"));
+  EXPECT_TRUE(Logged(std::string(logtext::kReusingRetired) + "Auto-Tune Pro"));
   EXPECT_EQ(standin::Find(retired)->StreamFormatOf(kAudioUnitScope_Output).mChannelsPerFrame, 1U);
   EXPECT_EQ(standin::Find(retired)->InputCallback().inputProcRefCon, static_cast<void*>(second.get()));
   EXPECT_EQ(standin::Find(retired)->InitializeCount(), 1);
@@ -200,7 +203,7 @@ TEST_F(LifecycleTest, UnderLogicTheInnerUnitIsRetiredAndReused) {
 
   ASSERT_EQ(second.Uninitialize(), noErr);
   ASSERT_EQ(third.Uninitialize(), noErr);
-  EXPECT_TRUE(Logged("Logic 宿主：已经有一个退役实例了，这个只能放着（不销毁）"));
+  EXPECT_TRUE(Logged(logtext::kLogicRetiredAlready));
   EXPECT_EQ(standin::LiveCount(), 2U);  // neither is disposed
 }
 

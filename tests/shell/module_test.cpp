@@ -5,7 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "ShellFixture.h"
+#include "shell/LogTexts.h"
 #include "standin/StandIn.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -27,7 +30,7 @@ TEST_F(ModuleTest, LoadedModuleRegistersAndRunsThroughItsFactory) {
   ASSERT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
   ASSERT_EQ(AudioUnitInitialize(unit), noErr);
   EXPECT_EQ(standin::LiveCount(), 1U);
-  EXPECT_TRUE(Logged("找到 Auto-Tune 版本: Auto-Tune Artist"));
+  EXPECT_TRUE(Logged(std::string(logtext::kFoundVariant) + "Auto-Tune Artist"));
   EXPECT_EQ(AudioComponentInstanceDispose(unit), noErr);
   EXPECT_EQ(standin::LiveCount(), 0U);
 }

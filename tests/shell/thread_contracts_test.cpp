@@ -9,7 +9,10 @@
 #include <vector>
 
 #include "ShellFixture.h"
+#include "shell/LogTexts.h"
 #include "shell/ThreadContracts.h"
+
+namespace logtext = veneer::logtext;
 
 namespace {
 
@@ -75,8 +78,8 @@ TEST_F(ThreadContracts, InnerUnitCreatedOffTheMainThreadStopsTheProcess) {
 TEST_F(ThreadContracts, WhatReachesOurOwnEntryPointsIsLoggedAndStopsThere) {
   veneer::RunGuarded("the test's entry", [] { throw std::runtime_error("out of tape"); });
   veneer::RunGuarded("the test's entry", [] { throw 42; });
-  EXPECT_TRUE(Logged("exception caught in the test's entry: out of tape"));
-  EXPECT_TRUE(Logged("exception caught in the test's entry: not a standard exception"));
+  EXPECT_TRUE(Logged(std::string(logtext::kExceptionCaught) + "the test's entry: out of tape"));
+  EXPECT_TRUE(Logged(std::string(logtext::kExceptionCaught) + "the test's entry: not a standard exception"));
 }
 
 }  // namespace
