@@ -2,13 +2,14 @@
 // the inner unit into the host's output, or straight across when bypassed.
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 
+#include "audio/InputBlocks.h"
 #include "ausdk/AUInputElement.h"
 #include "ausdk/AUOutputElement.h"
 #include "shell/DebugLog.h"
@@ -24,39 +25,57 @@ constexpr double kSlowRenderMs = 8.0;
 // "Render called" lines written unconditionally at the start of the process.
 constexpr int32_t kLoggedFirstRenders = 5;
 
-// [render thread] Pulls input element 0 and copies what the source delivered
-// into `destination` (null: pull only). The element renders into its own
-// memory, so the pull allocates nothing; the copy keeps the byte sizes the
-// source reported, up to `frames`.
+// [render thread] Pulls input element 0 straight into the shell's `list` (a
+// list from inputblocks::New), or into the element's own memory when the shell
+// has none. A source may answer with memory of its own instead: its samples are
+// then copied into the shell's blocks, and the list gets its blocks back either
+// way. Byte sizes are what the source reported, up to `frames`.
 OSStatus PullInputInto(ausdk::AUInputElement& input, AudioUnitRenderActionFlags& ioActionFlags,
-                       const AudioTimeStamp& inTimeStamp, UInt32 frames, AudioBufferList* destination) {
-  if (const OSStatus status = input.PullInput(ioActionFlags, inTimeStamp, 0, frames); status != noErr) {
-    return status;
-  }
-  const AudioBufferList* pulled = input.GetBufferList();
-  if (pulled == nullptr) {
-    return kAudioUnitErr_InvalidPropertyValue;
-  }
-  // A source that left a buffer without memory delivered no audio.
-  for (UInt32 i = 0; i < pulled->mNumberBuffers; ++i) {
-    if (pulled->mBuffers[i].mData == nullptr) {
+                       const AudioTimeStamp& inTimeStamp, UInt32 frames, AudioBufferList* list) {
+  if (list == nullptr) {
+    if (const OSStatus status = input.PullInput(ioActionFlags, inTimeStamp, 0, frames); status != noErr) {
+      return status;
+    }
+    const AudioBufferList* pulled = input.GetBufferList();
+    if (pulled == nullptr) {
       return kAudioUnitErr_InvalidPropertyValue;
     }
-  }
-  if (destination == nullptr) {
+    for (UInt32 i = 0; i < pulled->mNumberBuffers; ++i) {
+      if (pulled->mBuffers[i].mData == nullptr) {
+        return kAudioUnitErr_InvalidPropertyValue;
+      }
+    }
     return noErr;
   }
-  const UInt32 wanted = frames * kBytesPerSample;
-  for (UInt32 i = 0; i < destination->mNumberBuffers && i < pulled->mNumberBuffers; ++i) {
-    AudioBuffer& target = destination->mBuffers[i];
-    if (target.mData == nullptr) {
-      continue;
-    }
-    const UInt32 bytes = std::min(pulled->mBuffers[i].mDataByteSize, wanted);
-    std::memmove(target.mData, pulled->mBuffers[i].mData, bytes);
-    target.mDataByteSize = bytes;
+  if (!input.IsActive()) {
+    return kAudioUnitErr_NoConnection;
   }
-  return noErr;
+  OSStatus status = input.PullInputInto(ioActionFlags, inTimeStamp, 0, frames, *list);
+  const UInt32 wanted = frames * kBytesPerSample;
+  for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
+    AudioBuffer& buffer = list->mBuffers[i];
+    void* const own = inputblocks::Block(*list, i);
+    if (status == noErr && buffer.mData == nullptr) {
+      status = kAudioUnitErr_InvalidPropertyValue;  // a source that left a buffer without memory delivered no audio
+    }
+    if (status == noErr) {
+      const UInt32 bytes = std::min(buffer.mDataByteSize, wanted);
+      if (buffer.mData != own && own != nullptr) {
+        std::memmove(own, buffer.mData, bytes);
+      }
+      buffer.mDataByteSize = own != nullptr ? bytes : 0;
+    }
+    buffer.mData = own;
+  }
+  return status;
+}
+
+// [render thread] The monotonic clock, read directly: the standard library's
+// wrapper costs as much again as the read, twice a block.
+int64_t MonotonicNanoseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
 // [render thread] Copies `source` buffer by buffer into `output`, at most
@@ -107,7 +126,7 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
              (stateChange ? logtext::kRenderStateChange : ""));
   }
 
-  ausdk::AUOutputElement& outputElement = *Output(0);
+  ausdk::AUOutputElement& outputElement = *renderOutput_;
   if (!outputElement.IOBuffer().IsValid()) {
     return -1;
   }
@@ -115,7 +134,7 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
   // Once built, the list keeps its channel count whatever the host's format does later.
   const UInt32 channels =
       inputBufferChannels_ != 0 ? inputBufferChannels_ : outputElement.GetStreamFormat().mChannelsPerFrame;
-  ausdk::AUInputElement& input = *Input(0);
+  ausdk::AUInputElement& input = *renderInput_;
 
   if (bypass_.load(std::memory_order_relaxed) || appState_.load().appBypass_ || !innerPresent) {
     // Only the first render ever pulls here; later ones play the last pulled
@@ -126,6 +145,7 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
     const AudioBufferList* source = previous;
     UInt32 sourceFrames = previousFrames;
     if (previous == nullptr) {
+      ++pullCount_;
       if (const OSStatus pulled = PullInputInto(input, ioActionFlags, inTimeStamp, inNumberFrames, inputBuffers_);
           pulled != noErr) {
         return pulled;
@@ -134,29 +154,29 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
       sourceFrames = inputBufferFrames_;
     }
     const AudioBufferList empty{};
-    const AudioBufferList& metered = source != nullptr ? *source : empty;
-    CopyToOutput(metered, sourceFrames, output, inNumberFrames);
-    UpdateAudioLevel(metered, inNumberFrames);
+    const AudioBufferList& replayed = source != nullptr ? *source : empty;
+    CopyToOutput(replayed, sourceFrames, output, inNumberFrames);
+    Meter(replayed, inNumberFrames);
     return noErr;
   }
 
   PrepareInputBuffers(channels, inNumberFrames);
+  ++pullCount_;
   if (const OSStatus pulled = PullInputInto(input, ioActionFlags, inTimeStamp, inNumberFrames, inputBuffers_);
       pulled != noErr) {
     return pulled;
   }
   const AudioBufferList empty{};
   const AudioBufferList& dry = inputBuffers_ != nullptr ? *inputBuffers_ : empty;
-  // The meter shows the dry input, not the corrected output.
+  // The meter shows the dry input, not the corrected output; a block just
+  // pulled is always measured afresh.
   UpdateAudioLevel(dry, inNumberFrames);
 
   AudioUnitRenderActionFlags innerFlags = 0;
   AudioTimeStamp innerStamp = inTimeStamp;
-  const auto started = std::chrono::steady_clock::now();
+  const int64_t started = MonotonicNanoseconds();
   const OSStatus innerStatus = AudioUnitRender(inner, &innerFlags, &innerStamp, 0, inNumberFrames, &output);
-  const auto finished = std::chrono::steady_clock::now();
-  const double elapsedMs =
-      static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(finished - started).count()) / 1e6;
+  const double elapsedMs = static_cast<double>(MonotonicNanoseconds() - started) / 1e6;
 
   // Only this thread writes the counters; the link thread reads them.
   renderCount_.fetch_add(1, std::memory_order_relaxed);
@@ -184,6 +204,10 @@ void Veneer::PrepareInputBuffers(UInt32 channels, UInt32 frames) {
     }
     return;
   }
+  RebuildInputBuffers(channels, frames);
+}
+
+void Veneer::RebuildInputBuffers(UInt32 channels, UInt32 frames) {
   // A pass-through may still read the replaced list this cycle, so it is kept
   // (with its blocks) until the instance goes.
   if (inputBuffers_ != nullptr) {
@@ -193,21 +217,42 @@ void Veneer::PrepareInputBuffers(UInt32 channels, UInt32 frames) {
   if (channels == 0) {
     return;
   }
-  auto* list = static_cast<AudioBufferList*>(
-      std::calloc(1, offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * channels));
+  AudioBufferList* list = inputblocks::New(channels, frames);
   if (list == nullptr) {
     return;
-  }
-  list->mNumberBuffers = channels;
-  for (UInt32 i = 0; i < channels; ++i) {
-    AudioBuffer& buffer = list->mBuffers[i];
-    buffer.mNumberChannels = 1;
-    buffer.mData = std::calloc(frames, sizeof(float));
-    buffer.mDataByteSize = buffer.mData != nullptr ? frames * kBytesPerSample : 0;
   }
   inputBuffers_ = list;
   inputBufferChannels_ = channels;
   inputBufferFrames_ = frames;
+}
+
+void Veneer::ReleaseInputBuffers() {
+  retiredInputBuffers_.push_back(inputBuffers_);
+  inputBuffers_ = nullptr;
+  for (AudioBufferList* list : retiredInputBuffers_) {
+    inputblocks::Free(list);
+  }
+  retiredInputBuffers_.clear();
+}
+
+void Veneer::Meter(const AudioBufferList& buffers, UInt32 frames) {
+  MeteredBlock block{&buffers, frames, pullCount_};
+  const bool describable = buffers.mNumberBuffers <= block.data.size();
+  if (describable) {
+    for (UInt32 i = 0; i < buffers.mNumberBuffers; ++i) {
+      block.data[i] = buffers.mBuffers[i].mData;
+      block.bytes[i] = buffers.mBuffers[i].mDataByteSize;
+    }
+  }
+  // The same list, samples and sizes as last time: the same value.
+  if (describable && block.list == metered_.list && block.frames == metered_.frames && block.pulls == metered_.pulls &&
+      block.data == metered_.data && block.bytes == metered_.bytes) {
+    HoldLevel(metered_.value);
+    return;
+  }
+  block.value = MeterValue(buffers, frames);
+  HoldLevel(block.value);
+  metered_ = describable ? block : MeteredBlock{};
 }
 
 }  // namespace veneer

@@ -305,6 +305,10 @@ class AUBase : public ComponentBase {
   void CallRenderNotifications(AudioUnitRenderActionFlags flags, const AudioTimeStamp& inTimeStamp, UInt32 inBusNumber,
                                UInt32 inFramesToProcess, AudioBufferList& ioData);
   void NoteRenderError(OSStatus err);
+  // [render thread] The render call's checks in their order; `outOutput` is the
+  // output element once it was found.
+  OSStatus CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess, AudioBufferList& ioData,
+                           AUOutputElement*& outOutput);
   static OSStatus CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
                                      AudioBufferList& ioData, const char* listName);
   void CreateLoggingString();

@@ -108,6 +108,7 @@ OSStatus AUBase::RenderErrorExit(OSStatus err, AudioUnitRenderActionFlags& ioAct
 
 OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
                                     AudioBufferList& ioData, const char* listName) {
+  // Every size is checked before any is cut down, so a refused list is left as it came.
   const OSStatus result = CheckBufferSizes(format, inFramesToProcess, ioData, listName);
   if (result != noErr) {
     return result;
@@ -124,43 +125,49 @@ OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format, U
 
 // ---- render ----
 
+OSStatus AUBase::CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess, AudioBufferList& ioData,
+                                 AUOutputElement*& outOutput) {
+  if (!IsInitialized()) {
+    return kAudioUnitErr_Uninitialized;
+  }
+  if (inFramesToProcess > mMaxFramesPerSlice) {
+    const UInt64 now = mach_absolute_time();
+    if (static_cast<double>(now - mLastTimeMessagePrinted) > mHostTimeFrequency) {
+      mLastTimeMessagePrinted = now;
+      LogError("kAudioUnitErr_TooManyFramesToProcess : inFramesToProcess=%u, mMaxFramesPerSlice=%u",
+               static_cast<unsigned>(inFramesToProcess), static_cast<unsigned>(mMaxFramesPerSlice));
+    }
+    return kAudioUnitErr_TooManyFramesToProcess;
+  }
+  if (mUsesFixedBlockSize && inFramesToProcess != mMaxFramesPerSlice) {
+    return kAudio_ParamError;
+  }
+  AUElement* element = mScopes[kAudioUnitScope_Output].GetElement(inBusNumber);
+  if (element == nullptr) {
+    return kAudioUnitErr_InvalidElement;  // outOutput stays null: no error exit for this one
+  }
+  auto& output = static_cast<AUOutputElement&>(*element);
+  outOutput = &output;
+  const AudioStreamBasicDescription& format = output.GetStreamFormat();
+  const UInt32 streams = AUBufferList::NumberChannelStreams(format);
+  if (ioData.mNumberBuffers != streams) {
+    LogError("ioData.mNumberBuffers=%u, ASBD::NumberChannelStreams(output.GetStreamFormat())=%u; kAudio_ParamError",
+             static_cast<unsigned>(ioData.mNumberBuffers), static_cast<unsigned>(streams));
+    return kAudio_ParamError;
+  }
+  return CheckRenderBuffers(format, inFramesToProcess, ioData, "ioData.");
+}
+
 OSStatus AUBase::DoRender(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                           UInt32 inBusNumber, UInt32 inFramesToProcess, AudioBufferList& ioData) {
-  const auto errorExit = [&](OSStatus err) {
-    return RenderErrorExit(err, ioActionFlags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
-  };
+  OSStatus result = noErr;
   try {
-    if (!IsInitialized()) {
-      return errorExit(kAudioUnitErr_Uninitialized);
-    }
-    if (inFramesToProcess > mMaxFramesPerSlice) {
-      const UInt64 now = mach_absolute_time();
-      if (static_cast<double>(now - mLastTimeMessagePrinted) > mHostTimeFrequency) {
-        mLastTimeMessagePrinted = now;
-        LogError("kAudioUnitErr_TooManyFramesToProcess : inFramesToProcess=%u, mMaxFramesPerSlice=%u",
-                 static_cast<unsigned>(inFramesToProcess), static_cast<unsigned>(mMaxFramesPerSlice));
+    AUOutputElement* output = nullptr;
+    if (const OSStatus refused = CheckRenderCall(inBusNumber, inFramesToProcess, ioData, output); refused != noErr) {
+      if (output == nullptr && refused == kAudioUnitErr_InvalidElement) {
+        return refused;
       }
-      return errorExit(kAudioUnitErr_TooManyFramesToProcess);
-    }
-    if (mUsesFixedBlockSize && inFramesToProcess != mMaxFramesPerSlice) {
-      return errorExit(kAudio_ParamError);
-    }
-
-    AUElement* element = mScopes[kAudioUnitScope_Output].GetElement(inBusNumber);
-    if (element == nullptr) {
-      return kAudioUnitErr_InvalidElement;
-    }
-    auto& output = static_cast<AUOutputElement&>(*element);
-    const AudioStreamBasicDescription& format = output.GetStreamFormat();
-    const UInt32 streams = AUBufferList::NumberChannelStreams(format);
-    if (ioData.mNumberBuffers != streams) {
-      LogError("ioData.mNumberBuffers=%u, ASBD::NumberChannelStreams(output.GetStreamFormat())=%u; kAudio_ParamError",
-               static_cast<unsigned>(ioData.mNumberBuffers), static_cast<unsigned>(streams));
-      return errorExit(kAudio_ParamError);
-    }
-    const OSStatus sizes = CheckRenderBuffers(format, inFramesToProcess, ioData, "ioData.");
-    if (sizes != noErr) {
-      return errorExit(sizes);
+      return RenderErrorExit(refused, ioActionFlags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
     }
 
     if (mWantsRenderThreadID) {
@@ -174,7 +181,7 @@ OSStatus AUBase::DoRender(AudioUnitRenderActionFlags& ioActionFlags, const Audio
                               inFramesToProcess, ioData);
     }
 
-    const OSStatus result = DoRenderBus(ioActionFlags, inTimeStamp, inBusNumber, output, inFramesToProcess, ioData);
+    result = DoRenderBus(ioActionFlags, inTimeStamp, inBusNumber, *output, inFramesToProcess, ioData);
     NoteRenderError(result);
 
     if (notify) {
@@ -188,12 +195,13 @@ OSStatus AUBase::DoRender(AudioUnitRenderActionFlags& ioActionFlags, const Audio
     mParamEventList.clear();
     return result;
   } catch (const AUException& e) {
-    return errorExit(e.mError);
+    result = e.mError;
   } catch (const OSStatus& err) {
-    return errorExit(err);
+    result = err;
   } catch (...) {
-    return errorExit(-1);
+    result = -1;
   }
+  return RenderErrorExit(result, ioActionFlags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
 }
 
 OSStatus AUBase::DoRenderBus(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,

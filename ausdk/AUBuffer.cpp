@@ -84,14 +84,6 @@ void BufferAllocator::Deallocate(AllocatedBuffer* allocatedBuffer) {
   std::free(allocatedBuffer);
 }
 
-UInt32 AUBufferList::NumberChannelStreams(const AudioStreamBasicDescription& format) {
-  return (format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) != 0 ? format.mChannelsPerFrame : 1;
-}
-
-UInt32 AUBufferList::NumberInterleavedChannels(const AudioStreamBasicDescription& format) {
-  return (format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) != 0 ? 1 : format.mChannelsPerFrame;
-}
-
 void AUBufferList::Allocate(const AudioStreamBasicDescription& format, UInt32 nFrames, bool withData) {
   const UInt32 streams = NumberChannelStreams(format);
   const uint64_t bytesPerStream = static_cast<uint64_t>(nFrames) * format.mBytesPerFrame;

@@ -76,8 +76,13 @@ class AUBufferList {
   [[nodiscard]] bool HasData() const { return mBuffers != nullptr && mBuffers->mBufferData != nullptr; }
 
   // Channel streams of a format: its channels when non-interleaved, else 1.
-  static UInt32 NumberChannelStreams(const AudioStreamBasicDescription& format);
-  static UInt32 NumberInterleavedChannels(const AudioStreamBasicDescription& format);
+  // Inline: every render asks.
+  static UInt32 NumberChannelStreams(const AudioStreamBasicDescription& format) {
+    return (format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) != 0 ? format.mChannelsPerFrame : 1;
+  }
+  static UInt32 NumberInterleavedChannels(const AudioStreamBasicDescription& format) {
+    return (format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) != 0 ? 1 : format.mChannelsPerFrame;
+  }
 
  private:
   AllocatedBuffer* mBuffers = nullptr;

@@ -25,6 +25,10 @@ class AUInputElement : public AUIOElement {
   // [render thread] Fills this element's buffer list from its source.
   OSStatus PullInput(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                      AudioUnitElement inElement, UInt32 inNumberFrames);
+  // [render thread] Has the source fill `list`, memory of the caller's, without
+  // the element's own buffer: the source may also point the list at memory of its own.
+  OSStatus PullInputInto(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
+                         AudioUnitElement inElement, UInt32 inNumberFrames, AudioBufferList& list);
 
   OSStatus SetStreamFormat(const AudioStreamBasicDescription& format) override;
   [[nodiscard]] bool NeedsBufferSpace() const override { return IsCallback(); }

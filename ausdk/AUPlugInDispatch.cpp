@@ -334,34 +334,37 @@ OSStatus AUMethodStopNote(void* self, MusicDeviceGroupID inGroupID, NoteInstance
 namespace {
 
 template <typename Function>
-AudioComponentMethod Method(Function function) {
+AudioComponentMethod Method(Function function) noexcept {
   return reinterpret_cast<AudioComponentMethod>(function);  // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
 }
 
-// The dense range, selectors 1 to 18, indexed by selector - 1; 8, 12 and 13 are not served.
+// The dense range, selectors 1 to 18, indexed by selector - 1; 8, 12 and 13 are
+// not served. Filled when the module loads, so a lookup (one per render call on
+// some systems) is an index and a load.
+const AudioComponentMethod kBaseMethods[] = {
+    Method(AUMethodInitialize),                          // 1
+    Method(AUMethodUninitialize),                        // 2
+    Method(AUMethodGetPropertyInfo),                     // 3
+    Method(AUMethodGetProperty),                         // 4
+    Method(AUMethodSetProperty),                         // 5
+    Method(AUMethodGetParameter),                        // 6
+    Method(AUMethodSetParameter),                        // 7
+    nullptr,                                             // 8
+    Method(AUMethodReset),                               // 9
+    Method(AUMethodAddPropertyListener),                 // 10
+    Method(AUMethodRemovePropertyListener),              // 11
+    nullptr,                                             // 12
+    nullptr,                                             // 13
+    Method(AUMethodRender),                              // 14
+    Method(AUMethodAddRenderNotify),                     // 15
+    Method(AUMethodRemoveRenderNotify),                  // 16
+    Method(AUMethodScheduleParameters),                  // 17
+    Method(AUMethodRemovePropertyListenerWithUserData),  // 18
+};
+
 AudioComponentMethod BaseMethod(SInt16 selector) {
-  static const AudioComponentMethod kTable[] = {
-      Method(AUMethodInitialize),                          // 1
-      Method(AUMethodUninitialize),                        // 2
-      Method(AUMethodGetPropertyInfo),                     // 3
-      Method(AUMethodGetProperty),                         // 4
-      Method(AUMethodSetProperty),                         // 5
-      Method(AUMethodGetParameter),                        // 6
-      Method(AUMethodSetParameter),                        // 7
-      nullptr,                                             // 8
-      Method(AUMethodReset),                               // 9
-      Method(AUMethodAddPropertyListener),                 // 10
-      Method(AUMethodRemovePropertyListener),              // 11
-      nullptr,                                             // 12
-      nullptr,                                             // 13
-      Method(AUMethodRender),                              // 14
-      Method(AUMethodAddRenderNotify),                     // 15
-      Method(AUMethodRemoveRenderNotify),                  // 16
-      Method(AUMethodScheduleParameters),                  // 17
-      Method(AUMethodRemovePropertyListenerWithUserData),  // 18
-  };
   if (selector >= 1 && selector <= 18) {
-    return kTable[selector - 1];
+    return kBaseMethods[selector - 1];
   }
   return nullptr;
 }

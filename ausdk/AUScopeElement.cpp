@@ -192,13 +192,6 @@ void AUScope::Initialize(AUBase* creator, AudioUnitScope scope, UInt32 numElemen
   }
 }
 
-UInt32 AUScope::GetNumberOfElements() const {
-  if (mDelegate != nullptr) {
-    return mDelegate->GetNumberOfElements();
-  }
-  return static_cast<UInt32>(mElements.size());
-}
-
 void AUScope::SetNumberOfElements(UInt32 numElements) {
   if (mDelegate != nullptr) {
     mDelegate->SetNumberOfElements(numElements);
@@ -212,13 +205,6 @@ void AUScope::SetNumberOfElements(UInt32 numElements) {
   for (auto i = static_cast<UInt32>(mElements.size()); i < numElements; ++i) {
     mElements.push_back(mCreator->CreateElement(mScope, i));
   }
-}
-
-AUElement* AUScope::GetElement(UInt32 elementIndex) const {
-  if (mDelegate != nullptr) {
-    return mDelegate->GetElement(elementIndex);
-  }
-  return elementIndex < mElements.size() ? mElements[elementIndex].get() : nullptr;
 }
 
 AUElement* AUScope::SafeGetElement(UInt32 elementIndex) const {

@@ -143,12 +143,20 @@ class AUScope {
   void Initialize(AUBase* creator, AudioUnitScope scope, UInt32 numElements);
 
   [[nodiscard]] AudioUnitScope GetScope() const noexcept { return mScope; }
-  [[nodiscard]] UInt32 GetNumberOfElements() const;
+  // Inline, as GetElement: the render path asks on every block.
+  [[nodiscard]] UInt32 GetNumberOfElements() const {
+    return mDelegate != nullptr ? mDelegate->GetNumberOfElements() : static_cast<UInt32>(mElements.size());
+  }
   // Shrinking drops elements from the end; growing asks the unit to create each new one.
   void SetNumberOfElements(UInt32 numElements);
 
   // Null when the element does not exist.
-  [[nodiscard]] AUElement* GetElement(UInt32 elementIndex) const;
+  [[nodiscard]] AUElement* GetElement(UInt32 elementIndex) const {
+    if (mDelegate != nullptr) {
+      return mDelegate->GetElement(elementIndex);
+    }
+    return elementIndex < mElements.size() ? mElements[elementIndex].get() : nullptr;
+  }
   // Throws kAudioUnitErr_InvalidElement when it does not exist.
   [[nodiscard]] AUElement* SafeGetElement(UInt32 elementIndex) const;
   // Throws kAudioUnitErr_InvalidElement when it does not exist or is no bus.

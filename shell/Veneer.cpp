@@ -60,17 +60,7 @@ Veneer::~Veneer() {
     const std::lock_guard lock(lifeToken_->mutex);
     lifeToken_->self = nullptr;
   }
-  // The input lists and their blocks: the current one and those it replaced.
-  retiredInputBuffers_.push_back(inputBuffers_);
-  for (AudioBufferList* list : retiredInputBuffers_) {
-    if (list == nullptr) {
-      continue;
-    }
-    for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
-      std::free(list->mBuffers[i].mData);
-    }
-    std::free(list);
-  }
+  ReleaseInputBuffers();
 }
 
 OSStatus Veneer::Initialize() {
@@ -79,6 +69,8 @@ OSStatus Veneer::Initialize() {
   if (status != noErr) {
     return status;
   }
+  renderOutput_ = Output(0);
+  renderInput_ = Input(0);
   cleanedUp_.store(false);
   lastSeq_.store(-1);
   // The latch is cleared, the bypass it forced is left as it is.

@@ -5,6 +5,7 @@
 #include <AudioToolbox/AudioUnit.h>
 #include <pthread.h>
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -96,8 +97,20 @@ class Veneer : public ausdk::AUBase {
 
   // [render thread] (Re)builds inputBuffers_ for `channels` x `frames`.
   void PrepareInputBuffers(UInt32 channels, UInt32 frames);
-  // [render thread] The peak-hold input meter.
+  // Frees the input lists, the current one and those it replaced; never while rendering.
+  void ReleaseInputBuffers();
+  // [render thread] PrepareInputBuffers when the list must be replaced: apart,
+  // so that the every-block part stays small enough to inline.
+  void RebuildInputBuffers(UInt32 channels, UInt32 frames);
+  // [render thread] The peak-hold input meter: HoldLevel(MeterValue(...)).
   void UpdateAudioLevel(const AudioBufferList& buffers, UInt32 frames);
+  // [any thread] Three times the RMS of the list's first `frames` samples, at most 1.
+  static float MeterValue(const AudioBufferList& buffers, UInt32 frames);
+  // [render thread] Takes a block's value into the held level.
+  void HoldLevel(float value);
+  // [render thread] UpdateAudioLevel for the render path, which does not measure again
+  // a block it measured last time and has not pulled into since.
+  void Meter(const AudioBufferList& buffers, UInt32 frames);
   // [any thread] An inner scale value as a scale index, by the variant's row.
   [[nodiscard]] float ScaleSemantic(float innerScaleValue) const;
   // [any thread] The same by `variant`'s row (x 14 without one).
@@ -221,6 +234,26 @@ class Veneer : public ausdk::AUBase {
 
   // The thread inside Render, for the thread checks of debug builds.
   RenderingThread renderingThread_;
+
+  // Output and input bus 0, found once per initialisation: the render path
+  // needs both every block, and a unit's elements do not change while it is
+  // initialised.
+  ausdk::AUOutputElement* renderOutput_ = nullptr;
+  ausdk::AUInputElement* renderInput_ = nullptr;
+
+  // The last block the meter measured, render thread only: a pass-through
+  // replays the same samples block after block, and measuring them again
+  // would give the same value.
+  struct MeteredBlock {
+    const AudioBufferList* list = nullptr;
+    UInt32 frames = 0;
+    uint64_t pulls = 0;  // pullCount_ when it was measured: a pull changes the samples
+    std::array<const void*, 2> data{};
+    std::array<UInt32, 2> bytes{};
+    float value = 0.0F;
+  };
+  MeteredBlock metered_;
+  uint64_t pullCount_ = 0;
 };
 
 // The one retired inner instance of the process (under Logic) and its variant.

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
+#include <random>
 #include <vector>
 
 #include "RenderHarness.h"
@@ -97,6 +99,22 @@ TEST_F(MeteringTest, ARepeatedPassThroughBlockDecaysTheMeter) {
   EXPECT_NEAR(Level(), 0.27F, kTolerance);
 }
 
+// A pass-through replays the last pulled block: measured again only when
+// something it depends on changed. Here the block grows from the 64 samples the
+// source delivered to the full 256 of the replay, which measures lower (0.15).
+TEST_F(MeteringTest, AReplayedBlockIsMeasuredAsItIsNowNotAsItWasPulled) {
+  FeedLevels({0.1F});
+  source_.deliveredFrames = 64;
+  Start();
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_NEAR(Level(), 0.3F, kTolerance);
+  ASSERT_EQ(SetHostBypass(true), noErr);
+  for (const float expected : {0.27F, 0.243F, 0.2187F, 0.19683F, 0.177147F, 0.159432F, 0.143489F, 0.15F, 0.135F}) {
+    ASSERT_EQ(Render(256), noErr);
+    EXPECT_NEAR(Level(), expected, kTolerance);
+  }
+}
+
 TEST_F(MeteringTest, EmptyListsDecayLikeSilence) {
   FeedLevels({0.2F});
   Start();
@@ -115,6 +133,41 @@ TEST_F(MeteringTest, EmptyListsDecayLikeSilence) {
   AudioBufferList shortList{1, {{1, 1 * sizeof(float), loud.data()}}};
   veneer_->UpdateAudioLevel(shortList, 256);
   EXPECT_NEAR(Level(), 0.9F, kTolerance);
+}
+
+// The sum of squares is kept in single precision, in partial sums of our
+// choosing: against a double-precision reference the level may be off by at
+// most (n / 16 + 16) units of 2^-24 relative, n the samples of all channels
+// (each of sixteen partial sums adds n / 16 squares, the rest is a few
+// roundings), and a sum that lost or doubled any sample is off by far more.
+TEST_F(MeteringTest, PartialSumsStayWithinTheirBoundOfTheExactLevel) {
+  std::mt19937 random(20261124);
+  std::uniform_real_distribution<float> sample(-0.3F, 0.3F);
+  for (const UInt32 frames : {1U, 7U, 8U, 9U, 31U, 128U, 1023U, 4096U}) {
+    for (const UInt32 channels : {1U, 2U, 3U}) {
+      std::vector<std::vector<float>> blocks(channels, std::vector<float>(frames));
+      double sum = 0.0;
+      for (auto& block : blocks) {
+        for (float& value : block) {
+          value = sample(random);
+          sum += static_cast<double>(value) * value;
+        }
+      }
+      std::vector<std::byte> storage(offsetof(AudioBufferList, mBuffers) + channels * sizeof(AudioBuffer));
+      auto* list = reinterpret_cast<AudioBufferList*>(storage.data());
+      list->mNumberBuffers = channels;
+      for (UInt32 c = 0; c < channels; ++c) {
+        list->mBuffers[c] = {1, static_cast<UInt32>(frames * sizeof(float)), blocks[c].data()};
+      }
+      const auto samples = static_cast<double>(frames) * channels;
+      const double exact = std::sqrt(sum / samples) * 3.0;
+      const shelltest::HostedVeneer fresh;  // holds no level yet, so it shows this block's
+      fresh->UpdateAudioLevel(*list, frames);
+      AudioUnitParameterValue level = -1;
+      ASSERT_EQ(AudioUnitGetParameter(fresh.unit(), 220, kAudioUnitScope_Global, 0, &level), noErr);
+      EXPECT_NEAR(level, exact, exact * (samples / 16.0 + 16.0) * 0x1p-24) << frames << " frames x " << channels;
+    }
+  }
 }
 
 }  // namespace

@@ -1,0 +1,46 @@
+#include "audio/InputBlocks.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+namespace veneer::inputblocks {
+namespace {
+
+void** Allocations(AudioBufferList& list) {
+  return reinterpret_cast<void**>(reinterpret_cast<std::byte*>(&list) + AllocationsOffset(list.mNumberBuffers));
+}
+
+}  // namespace
+
+AudioBufferList* New(UInt32 channels, UInt32 frames) {
+  auto* list = static_cast<AudioBufferList*>(std::calloc(1, AllocationsOffset(channels) + sizeof(void*) * channels));
+  if (list == nullptr) {
+    return nullptr;
+  }
+  list->mNumberBuffers = channels;
+  const size_t bytes = size_t{frames} * sizeof(float);
+  for (UInt32 i = 0; i < channels; ++i) {
+    void* allocation = nullptr;
+    AudioBuffer& buffer = list->mBuffers[i];
+    buffer.mNumberChannels = 1;
+    if (posix_memalign(&allocation, kPage, Offset(i) + bytes) == 0) {
+      Allocations(*list)[i] = allocation;
+      buffer.mData = static_cast<std::byte*>(allocation) + Offset(i);
+      std::memset(buffer.mData, 0, bytes);
+      buffer.mDataByteSize = static_cast<UInt32>(bytes);
+    }
+  }
+  return list;
+}
+
+void Free(AudioBufferList* list) {
+  if (list == nullptr) {
+    return;
+  }
+  for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
+    std::free(Allocations(*list)[i]);
+  }
+  std::free(list);
+}
+}  // namespace veneer::inputblocks
