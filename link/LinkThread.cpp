@@ -28,7 +28,7 @@ void Veneer::RunLinkCycle(std::time_t& lastAliveTime) {
   ApplyFileToInner();
   ReportManualChanges();
 
-  std::time_t now = std::time(nullptr);
+  std::time_t now = linkClock_();
   if (now - gLastDiagTime.load() >= kDiagnosticsPeriodSeconds) {
     gLastDiagTime.store(now);
     const uint64_t count = renderCount_.load();
@@ -40,7 +40,7 @@ void Veneer::RunLinkCycle(std::time_t& lastAliveTime) {
     }
   }
 
-  now = std::time(nullptr);
+  now = linkClock_();
   if (now - lastAliveTime >= kAlivePeriodSeconds) {
     lastAliveTime = now;
     const std::optional<std::string> path = SupportFilePath(kAliveFileName);

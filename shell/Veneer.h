@@ -125,6 +125,15 @@ class Veneer : public ausdk::AUBase {
   // ---- companion link ----
   // [link thread] Heartbeat, settings file, quit marker, and a new settings file onto the inner unit.
   void ApplyFileToInner();
+  // [link thread] One pass of the link: the files in, the inner unit, the files
+  // out, and the tails that come due by the link clock (diagnostics line, alive
+  // file). `lastAliveTime` belongs to the caller: the time of its last alive file.
+  void RunLinkCycle(std::time_t& lastAliveTime);
+  // What the link's periodic tails read the time from: the system's clock,
+  // unless a benchmark or test hands in one it can move on.
+  using LinkClock = std::time_t (*)();
+  // [any thread] Only while no link thread runs.
+  void SetLinkClock(LinkClock clock) { linkClock_ = clock; }
 
   // The private property through which the custom view reaches the inner unit.
   static constexpr AudioUnitPropertyID kInnerUnitProperty = 0x766E6975;  // 'vniu'
@@ -163,9 +172,7 @@ class Veneer : public ausdk::AUBase {
  private:
   friend struct SteeredSettings;  // the settings table names the cached fields
 
-  // [link thread] One pass of the link: the files in, the inner unit, the files
-  // out. `lastAliveTime` belongs to the thread: the time of its last alive file.
-  void RunLinkCycle(std::time_t& lastAliveTime);
+
   // [link thread] The pause between passes; ends early when the thread is told to stop.
   void PauseLink();
   // [link thread] One setting of a new settings file: cached and sent to the inner unit.
@@ -231,6 +238,9 @@ class Veneer : public ausdk::AUBase {
   // Wakes the link thread's pause when it is told to stop.
   std::mutex linkWakeMutex_;
   std::condition_variable linkWake_;
+
+  LinkClock linkClock_ = &SystemTime;
+  static std::time_t SystemTime() { return std::time(nullptr); }
 
   // The thread inside Render, for the thread checks of debug builds.
   RenderingThread renderingThread_;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -224,6 +225,41 @@ TEST_F(RenderPathTest, InnerRendersOverEightMillisecondsCountAsSlow) {
   EXPECT_EQ(veneer_->RenderCount(), 5U);
   EXPECT_EQ(veneer_->SlowRenderCount(), 2U);
   EXPECT_GE(veneer_->MaxRenderMs(), 10.0);
+}
+
+std::time_t gLinkNow = 1'000'000;
+std::time_t LinkNow() { return gLinkNow; }
+
+// The link's diagnostics line, at most every five seconds of the link clock
+// and only when the count moved; the clock is the test's to move.
+TEST_F(RenderPathTest, TheLinkReportsTheRenderFiguresEveryFiveSecondsWhenTheyMoved) {
+  Start();
+  standin::FaultsOf(product_).renderDelayMs = 9;
+  ASSERT_EQ(Render(128), noErr);
+  standin::FaultsOf(product_).renderDelayMs = 0;
+  ASSERT_EQ(Render(128), noErr);
+  veneer_->SetLinkClock(LinkNow);
+  const auto diagnostics = [this] { return LinesStartingWith(logtext::kRenderDiagnostics); };
+  const std::string first = std::string(logtext::kRenderDiagnostics) + "2" + logtext::kRenderDiagnosticsSlow + "1" +
+                            logtext::kRenderDiagnosticsLongest +
+                            std::to_string(static_cast<int>(veneer_->MaxRenderMs())) + "ms";
+
+  std::time_t lastAlive = 0;
+  veneer_->RunLinkCycle(lastAlive);
+  EXPECT_EQ(diagnostics(), std::vector<std::string>{first});
+  EXPECT_EQ(lastAlive, gLinkNow);  // the alive file is written by the same clock
+  ASSERT_EQ(Render(128), noErr);
+  gLinkNow += 4;
+  veneer_->RunLinkCycle(lastAlive);
+  EXPECT_EQ(diagnostics().size(), 1U);  // too soon
+  gLinkNow += 1;
+  veneer_->RunLinkCycle(lastAlive);
+  ASSERT_EQ(diagnostics().size(), 2U);
+  EXPECT_EQ(diagnostics()[1].substr(0, diagnostics()[1].find(logtext::kRenderDiagnosticsSlow)),
+            std::string(logtext::kRenderDiagnostics) + "3");
+  gLinkNow += 5;
+  veneer_->RunLinkCycle(lastAlive);
+  EXPECT_EQ(diagnostics().size(), 2U);  // nothing rendered since
 }
 
 }  // namespace
