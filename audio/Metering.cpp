@@ -24,7 +24,17 @@ constexpr size_t kLaneCount = 8;
 
 // Where the system can pick a function's variant when the module loads (ELF on
 // x86-64), the sum also gets an AVX2 build: half the instructions per sample.
-#if defined(__x86_64__) && defined(__ELF__)
+// Not under ThreadSanitizer: it instruments the variant picker, which runs
+// while the module is relocated, before the sanitizer's runtime is up.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define VENEER_THREAD_SANITIZER 1
+#endif
+#endif
+#if defined(__SANITIZE_THREAD__)
+#define VENEER_THREAD_SANITIZER 1
+#endif
+#if defined(__x86_64__) && defined(__ELF__) && !defined(VENEER_THREAD_SANITIZER)
 #define VENEER_WIDEST_VECTORS __attribute__((target_clones("avx2", "default")))
 #else
 #define VENEER_WIDEST_VECTORS

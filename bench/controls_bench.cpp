@@ -1,10 +1,11 @@
 // The calls that steer Veneer: a host setting and reading one of the shell's
-// own parameters, and one pass of the companion link with an unchanged and
-// with a new settings counter.
+// own parameters, and whole passes of the companion link: with an unchanged
+// and with a new settings counter, and with its periodic tails due.
 #include <benchmark/benchmark.h>
 
 #include <chrono>
 #include <cmath>
+#include <ctime>
 #include <string>
 
 #include "shell/Variants.h"
@@ -40,12 +41,14 @@ bool RetuneReadsBack(AudioUnit veneer, float expected) {
          std::fabs(value - expected) < 1e-5F;
 }
 
-// [link thread] What a pass of the link does besides its periodic alive file
-// and diagnostics line: the settings file in, manual changes out.
-void LinkPass(ObservedVeneer& veneer) {
-  veneer.ApplyFileToInner();
-  veneer.ReportManualChanges();
-}
+// The link's clock, moved by the benchmarks: the passes' periodic tails (the
+// alive file every 2 s, the diagnostics line every 5 s) come due when it moves.
+std::time_t gLinkNow = 0;
+std::time_t LinkNow() { return gLinkNow; }
+std::time_t gLastAlive = 0;
+
+// [link thread] One whole pass of the link, as its thread makes it.
+void LinkPass(ObservedVeneer& veneer) { veneer.RunLinkCycle(gLastAlive); }
 
 // ---- parameters ----
 
@@ -128,6 +131,10 @@ class LinkBench {
       return;
     }
     veneer_->StopIpcThread();
+    // Ahead of the system clock, by which the stopped thread may have run a
+    // pass: the diagnostics period is kept process-wide.
+    gLinkNow = std::time(nullptr) + 3600;
+    veneer_->SetLinkClock(LinkNow);
     bench::Home().WriteSettings(SettingsFile(1, 0.25F));
     LinkPass(*veneer_);
     if (!RetuneReadsBack(unit_.Unit(), 0.25F)) {
@@ -140,6 +147,7 @@ class LinkBench {
 
   [[nodiscard]] ObservedVeneer* Veneer() const { return veneer_; }
   [[nodiscard]] AudioUnit Unit() const { return unit_.Unit(); }
+  OSStatus Render(UInt32 frames) { return unit_.Render(frames); }
   [[nodiscard]] standin::Unit* Product() const { return standin::Find(unit_.InnerUnit()); }
 
  private:
@@ -185,6 +193,33 @@ void BM_LinkCycleNewSeq(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_LinkCycleNewSeq)->UseManualTime();
+
+// Every pass finds both periodic tails due: the clock moves on five seconds and
+// a block was rendered since the last pass (not timed), so the alive file is
+// rewritten and the diagnostics line written each time.
+void BM_LinkCycleAllTailsDue(benchmark::State& state) {
+  bench::ProductComponent();
+  LinkBench link;
+  if (link.Veneer() == nullptr) {
+    state.SkipWithError("the first settings file was not applied");
+    return;
+  }
+  const uint64_t rendersBefore = link.Veneer()->RenderCount();
+  for (auto _ : state) {
+    if (link.Render(512) != noErr) {
+      state.SkipWithError("render failed");
+      break;
+    }
+    gLinkNow += 5;
+    const auto started = std::chrono::steady_clock::now();
+    LinkPass(*link.Veneer());
+    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count());
+  }
+  if (gLastAlive != gLinkNow || link.Veneer()->RenderCount() == rendersBefore) {
+    state.SkipWithError("the tails did not come due");
+  }
+}
+BENCHMARK(BM_LinkCycleAllTailsDue)->UseManualTime();
 
 }  // namespace
 

@@ -142,6 +142,8 @@ def timings(folders):
     add("AudioUnitGetParameter, own parameter", "BM_GetParameter")
     link = add("link cycle, unchanged seq", "BM_LinkCycleUnchangedSeq", scale=1e3, unit="us")
     add("link cycle, new seq (wall)", "BM_LinkCycleNewSeq/manual_time", "real_time", 1e3, "us")
+    add("link cycle, alive file and diagnostics line due (wall)", "BM_LinkCycleAllTailsDue/manual_time",
+        "real_time", 1e3, "us")
     for case in ("product", "no_product"):
         name = f"BM_OpenInitializeDispose/{case}/manual_time"
         entries = runs.get(name)
