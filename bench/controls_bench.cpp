@@ -8,17 +8,17 @@
 #include <ctime>
 #include <string>
 
+#include "harness/ObservedVeneer.h"
 #include "shell/Variants.h"
 #include "standin/StandIn.h"
 #include "support/BenchHome.h"
 #include "support/BenchMain.h"
 #include "support/HostedUnit.h"
-#include "support/ObservedVeneer.h"
 
 namespace {
 
-using bench::ObservedVeneer;
 using bench::ObservedVeneerComponent;
+using harness::ObservedVeneer;
 
 constexpr AudioUnitParameterID kRetuneSpeed = 2;
 constexpr AudioUnitParameterID kRetuneReadBack = 200;
@@ -135,13 +135,13 @@ class LinkBench {
     // pass: the diagnostics period is kept process-wide.
     gLinkNow = std::time(nullptr) + 3600;
     veneer_->SetLinkClock(LinkNow);
-    bench::Home().WriteSettings(SettingsFile(1, 0.25F));
+    bench::WriteSettings(SettingsFile(1, 0.25F));
     LinkPass(*veneer_);
     if (!RetuneReadsBack(unit_.Unit(), 0.25F)) {
       veneer_ = nullptr;
     }
   }
-  ~LinkBench() { bench::Home().WriteSettings("appRunning=1\n"); }
+  ~LinkBench() { bench::WriteSettings("appRunning=1\n"); }
   LinkBench(const LinkBench&) = delete;
   LinkBench& operator=(const LinkBench&) = delete;
 
@@ -180,7 +180,7 @@ void BM_LinkCycleNewSeq(benchmark::State& state) {
   float retune = 0.25F;
   for (auto _ : state) {
     retune = retune == 0.25F ? 0.5F : 0.25F;
-    bench::Home().WriteSettings(SettingsFile(++seq, retune));
+    bench::WriteSettings(SettingsFile(++seq, retune));
     if (seq % kWritesKept == 0) {
       link.Product()->ClearWrites();
     }

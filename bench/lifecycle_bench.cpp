@@ -31,7 +31,7 @@ AudioUnit OpenAndInitialize() {
   if (AudioComponentInstanceNew(bench::VeneerComponent(), &unit) != noErr) {
     return nullptr;
   }
-  const AudioStreamBasicDescription format = testsupport::FloatFormat(bench::kSampleRate, 2);
+  const AudioStreamBasicDescription format = host::FloatFormat(bench::kSampleRate, 2);
   const UInt32 maxFrames = 1024;
   const AURenderCallbackStruct callback{Silence, nullptr};
   const bool ok = AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0, &format,

@@ -7,12 +7,12 @@
 #include <cstddef>
 #include <vector>
 
+#include "harness/ObservedVeneer.h"
 #include "standin/Unit.h"
 #include "support/BenchHome.h"
 #include "support/BenchMain.h"
 #include "support/Blocks.h"
 #include "support/HostedUnit.h"
-#include "support/ObservedVeneer.h"
 
 namespace {
 
@@ -96,7 +96,7 @@ void BM_VeneerMeter(benchmark::State& state) {
   const auto channels = static_cast<UInt32>(state.range(1));
   bench::ProductComponent();
   bench::HostedUnit unit(bench::ObservedVeneerComponent(), channels);
-  bench::ObservedVeneer* veneer = bench::ObservedVeneer::Find(unit.Unit());
+  harness::ObservedVeneer* veneer = harness::ObservedVeneer::Find(unit.Unit());
   if (unit.Status() != noErr || veneer == nullptr) {
     state.SkipWithError("Veneer did not open");
     return;

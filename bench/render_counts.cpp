@@ -14,11 +14,11 @@
 #include <string>
 #include <vector>
 
+#include "harness/ObservedVeneer.h"
 #include "standin/Unit.h"
 #include "support/BenchHome.h"
 #include "support/Blocks.h"
 #include "support/HostedUnit.h"
-#include "support/ObservedVeneer.h"
 
 extern "C" {
 
@@ -102,7 +102,7 @@ int RenderThrough(const std::string& mode, UInt32 frames, UInt32 channels, UInt3
 // [main thread] The meter of an open Veneer, over the host's signal.
 int Meter(UInt32 frames, UInt32 channels, UInt32 blocks) {
   const bench::HostedUnit unit(bench::ObservedVeneerComponent(), channels);
-  bench::ObservedVeneer* veneer = bench::ObservedVeneer::Find(unit.Unit());
+  harness::ObservedVeneer* veneer = harness::ObservedVeneer::Find(unit.Unit());
   if (unit.Status() != noErr || veneer == nullptr) {
     std::fprintf(stderr, "Veneer did not open (status %d)\n", static_cast<int>(unit.Status()));
     return 1;

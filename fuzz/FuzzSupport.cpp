@@ -15,6 +15,7 @@
 
 #include "ausdk/AUPlugInDispatch.h"
 #include "ausdk/ComponentBase.h"
+#include "harness/TempHome.h"
 #include "shell/DebugLog.h"
 #include "shell/SupportFolder.h"
 #include "shell/Veneer.h"
@@ -25,15 +26,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path gHome;
+harness::TempHome* gHome = nullptr;
 AudioComponent gStandIns[std::size(standin::kAllVariants)] = {};
 
-fs::path SupportFolder() { return gHome / std::string(veneer::kSupportFolder).substr(1); }
+fs::path SupportFolder() { return gHome->SupportFolder(); }
 
-void RemoveHome() {
-  std::error_code ignored;
-  fs::remove_all(gHome, ignored);
-}
+void RemoveHome() { delete gHome; }
 
 }  // namespace
 
@@ -104,17 +102,14 @@ void Fail(const char* why) {
 
 AudioComponent SetUpProcess() {
   static const AudioComponent veneer = [] {
-    const char* temp = std::getenv("TMPDIR");
-    std::string pattern = std::string(temp != nullptr && *temp != '\0' ? temp : "/tmp") + "/veneer-fuzz-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
+    try {
+      gHome = new harness::TempHome("veneer-fuzz");
+    } catch (const std::exception&) {
       Fail("cannot make a temporary HOME");
     }
-    gHome = pattern;
     std::atexit(RemoveHome);
-    fs::create_directories(SupportFolder());
     // Every instance logs a few lines per call; written nowhere, they cost a syscall each.
     fs::create_symlink("/dev/null", SupportFolder() / "veneer_debug.log");
-    setenv("HOME", gHome.c_str(), 1);
     unsetenv("VENEER_COMPONENT_PATH");
 
     for (size_t i = 0; i < std::size(standin::kAllVariants); ++i) {
@@ -140,14 +135,8 @@ void CheckProductsClosed(size_t mayStayOpen) {
 AudioComponent StandInComponent(standin::Variant variant) { return gStandIns[static_cast<size_t>(variant)]; }
 
 void WriteSupportFile(const std::string& name, const std::string& text, Age age) {
-  const fs::path target = SupportFolder() / name;
-  const fs::path temporary = SupportFolder() / (name + ".tmp");
-  std::ofstream(temporary, std::ios::binary | std::ios::trunc) << text;
   constexpr std::time_t kYear = 365L * 24 * 3600;
-  const std::time_t when = std::time(nullptr) + (age == Age::kFresh ? 10 * kYear : -60);
-  const timespec times[2] = {{when, 0}, {when, 0}};
-  utimensat(AT_FDCWD, temporary.c_str(), times, 0);
-  std::rename(temporary.c_str(), target.c_str());
+  gHome->WriteSupportFile(name, text, std::time(nullptr) + (age == Age::kFresh ? 10 * kYear : -60));
 }
 
 void RemoveSupportFile(const std::string& name) { unlink((SupportFolder() / name).c_str()); }

@@ -104,43 +104,6 @@ class OtherThread {
 
 }  // namespace
 
-OSStatus HostInput::Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*stamp*/,
-                            UInt32 /*bus*/, UInt32 frames, AudioBufferList* ioData) {
-  auto& self = *static_cast<HostInput*>(refCon);
-  if (self.mode_ == Mode::kFails) {
-    return kAudioUnitErr_NoConnection;
-  }
-  if (ioData == nullptr) {
-    return kAudio_ParamError;
-  }
-  UInt32 samples = 0;
-  for (UInt32 i = 0; i < ioData->mNumberBuffers; ++i) {
-    samples += frames * ioData->mBuffers[i].mNumberChannels;
-  }
-  self.lent_.assign(samples, 0.0F);
-  float* lent = self.lent_.data();
-  const UInt32 delivered = self.mode_ == Mode::kShort ? frames / 2 : frames;
-  for (UInt32 i = 0; i < ioData->mNumberBuffers; ++i) {
-    AudioBuffer& buffer = ioData->mBuffers[i];
-    const UInt32 count = frames * buffer.mNumberChannels;
-    if (self.mode_ == Mode::kNoData) {
-      buffer.mData = nullptr;
-      continue;
-    }
-    if (buffer.mData == nullptr) {
-      buffer.mData = lent;
-    }
-    lent += count;
-    // The whole block the unit asked for: a unit that lends less room than that is at fault.
-    auto* samplesOut = static_cast<float*>(buffer.mData);
-    for (UInt32 s = 0; s < count; ++s) {
-      samplesOut[s] = 0.25F * static_cast<float>(s % 64) / 64.0F;
-    }
-    buffer.mDataByteSize = delivered * buffer.mNumberChannels * UInt32{sizeof(float)};
-  }
-  return noErr;
-}
-
 HostCallbackInfo HostCallbacks(uint32_t present, void* userData) {
   HostCallbackInfo info{};
   info.hostUserData = userData;

@@ -7,27 +7,16 @@
 
 #include <cstdint>
 #include <functional>
-#include <vector>
+
+#include "harness/HostInput.h"
 
 namespace fuzzing {
 
-// The host's audio input: the render callback on a unit's input bus.
-class HostInput {
- public:
-  // Fills what is asked, delivers half of it, fails, or leaves the buffers without memory.
-  enum class Mode : uint8_t { kFull, kShort, kFails, kNoData };
-  static constexpr uint32_t kModes = 4;
-
-  void SetMode(Mode mode) { mode_ = mode; }
-  [[nodiscard]] AURenderCallbackStruct Callback() { return {Provide, this}; }
-  // [any thread]
-  static OSStatus Provide(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* stamp, UInt32 bus,
-                          UInt32 frames, AudioBufferList* ioData);
-
- private:
-  Mode mode_ = Mode::kFull;
-  std::vector<float> lent_;  // lent to a unit that asks with buffers that have no memory
-};
+// The host's audio input: a track of this many frames per channel (silence
+// beyond), in the mode the input asks for.
+using harness::HostInput;
+inline constexpr UInt32 kTrackChannels = 2;
+inline constexpr UInt32 kTrackFrames = 4096;
 
 // Transport callbacks as a host hands them over; bit i of `present` keeps
 // callback i, the others are null. The user data is `userData`.

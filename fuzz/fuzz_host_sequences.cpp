@@ -35,7 +35,7 @@ size_t gKeptByNeverInitialised = 0;
 
 struct Slot {
   AudioUnit unit = nullptr;
-  fuzzing::HostInput input;
+  fuzzing::HostInput input{fuzzing::kTrackChannels, fuzzing::kTrackFrames, 48000.0};
   Float64 sampleTime = 0;
   bool connected = false;  // slot 0 only: its input is slot 1's output
   bool initialised = false;

@@ -390,7 +390,7 @@ class Session {
   Bytes& in_;
   AudioUnit unit_ = nullptr;
   AudioUnit source_ = nullptr;
-  fuzzing::HostInput input_;
+  fuzzing::HostInput input_{fuzzing::kTrackChannels, fuzzing::kTrackFrames, 48000.0};
   std::vector<CF> kept_;
 };
 

@@ -1,17 +1,13 @@
 #include "standin/LiveUnits.h"
 
-#include <map>
-#include <mutex>
-
+#include "standin/LiveRegistry.h"
 #include "standin/StandIn.h"
 
 namespace standin {
 namespace {
 
-std::mutex gLiveMutex;
-
-std::map<AudioUnit, Unit*>& LiveMap() {
-  static std::map<AudioUnit, Unit*> units;
+LiveRegistry<Unit>& LiveUnits() {
+  static LiveRegistry<Unit> units;
   return units;
 }
 
@@ -19,27 +15,14 @@ std::map<AudioUnit, Unit*>& LiveMap() {
 
 namespace live {
 
-void Add(AudioUnit handle, Unit* unit) {
-  const std::lock_guard lock(gLiveMutex);
-  LiveMap()[handle] = unit;
-}
+void Add(AudioUnit handle, Unit* unit) { LiveUnits().Add(handle, unit); }
 
-void Remove(AudioUnit handle) {
-  const std::lock_guard lock(gLiveMutex);
-  LiveMap().erase(handle);
-}
+void Remove(AudioUnit handle) { LiveUnits().Remove(handle); }
 
 }  // namespace live
 
-Unit* Find(AudioUnit handle) {
-  const std::lock_guard lock(gLiveMutex);
-  const auto it = LiveMap().find(handle);
-  return it == LiveMap().end() ? nullptr : it->second;
-}
+Unit* Find(AudioUnit handle) { return LiveUnits().Find(handle); }
 
-size_t LiveCount() {
-  const std::lock_guard lock(gLiveMutex);
-  return LiveMap().size();
-}
+size_t LiveCount() { return LiveUnits().Count(); }
 
 }  // namespace standin

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <numbers>
 
+#include "harness/ObservedVeneer.h"
 #include "shell/Veneer.h"
 #include "standin/StandIn.h"
 
@@ -14,10 +15,6 @@ namespace bench {
 namespace {
 
 constexpr AudioComponentDescription kVeneerDescription{kAudioUnitType_Effect, 'Vnr1', 'Tnvl', 0, 0};
-
-AudioBufferList* ListIn(std::vector<std::byte>& storage) {
-  return reinterpret_cast<AudioBufferList*>(storage.data());  // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
-}
 
 }  // namespace
 
@@ -27,62 +24,24 @@ AudioComponent VeneerComponent() {
   return component;
 }
 
+AudioComponent ObservedVeneerComponent() {
+  static const AudioComponent component = harness::RegisterObservedVeneer('VnrB', CFSTR("Tonvale: Veneer (observed)"));
+  return component;
+}
+
 AudioComponent ProductComponent() {
   static const AudioComponent component = standin::Register(standin::Variant::kPro);
   return component;
 }
 
-HostInput::HostInput(UInt32 channels, UInt32 maxFrames) : signal_(channels, std::vector<float>(maxFrames)) {
-  // A voice-like level (RMS about -15 dBFS), different in each channel.
-  for (UInt32 c = 0; c < channels; ++c) {
-    for (UInt32 f = 0; f < maxFrames; ++f) {
-      const double phase = 2.0 * std::numbers::pi * (220.0 * (c + 1)) * f / kSampleRate;
-      signal_[c][f] = static_cast<float>(0.25 * std::sin(phase));
-    }
-  }
-}
-
-OSStatus HostInput::Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*stamp*/,
-                            UInt32 /*bus*/, UInt32 frames, AudioBufferList* ioData) {
-  auto& self = *static_cast<HostInput*>(refCon);
-  const UInt32 count = std::min<UInt32>(ioData->mNumberBuffers, static_cast<UInt32>(self.signal_.size()));
-  for (UInt32 c = 0; c < count; ++c) {
-    AudioBuffer& buffer = ioData->mBuffers[c];
-    std::vector<float>& channel = self.signal_[c];
-    const UInt32 bytes = std::min<UInt32>(frames, static_cast<UInt32>(channel.size())) * sizeof(float);
-    if (buffer.mData == nullptr) {
-      buffer.mData = channel.data();  // a unit without its own memory reads the track in place
-    } else {
-      std::memcpy(buffer.mData, channel.data(), bytes);
-    }
-    buffer.mDataByteSize = bytes;
-  }
-  return noErr;
-}
-
-std::vector<std::byte> HostInput::BufferList(UInt32 frames) const {
-  const auto channels = static_cast<UInt32>(signal_.size());
-  std::vector<std::byte> storage(offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * channels);
-  AudioBufferList* list = ListIn(storage);
-  list->mNumberBuffers = channels;
-  for (UInt32 c = 0; c < channels; ++c) {
-    list->mBuffers[c] = {1, frames * UInt32{sizeof(float)}, const_cast<float*>(signal_[c].data())};
-  }
-  return storage;
-}
-
 HostedUnit::HostedUnit(AudioComponent component, UInt32 channels, UInt32 maxFrames)
-    : channels_(channels),
-      input_(channels, maxFrames),
-      output_(channels, std::vector<float>(maxFrames)),
-      outputList_(offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * channels) {
-  ListIn(outputList_)->mNumberBuffers = channels;
+    : channels_(channels), input_(channels, maxFrames, kSampleRate), output_(channels, maxFrames) {
   status_ = AudioComponentInstanceNew(component, &unit_);
   if (status_ != noErr) {
     unit_ = nullptr;
     return;
   }
-  const AudioStreamBasicDescription format = testsupport::FloatFormat(kSampleRate, channels);
+  const AudioStreamBasicDescription format = host::FloatFormat(kSampleRate, channels);
   const AURenderCallbackStruct callback = input_.Callback();
   const OSStatus steps[] = {
       AudioUnitSetProperty(unit_, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0, &format, sizeof format),
@@ -118,18 +77,7 @@ AudioUnit HostedUnit::InnerUnit() const {
   return inner;
 }
 
-OSStatus HostedUnit::Render(UInt32 frames) {
-  AudioBufferList* list = ListIn(outputList_);
-  for (UInt32 c = 0; c < channels_; ++c) {
-    list->mBuffers[c] = {1, frames * UInt32{sizeof(float)}, output_[c].data()};
-  }
-  AudioTimeStamp stamp{};
-  stamp.mSampleTime = sampleTime_;
-  stamp.mFlags = kAudioTimeStampSampleTimeValid;
-  sampleTime_ += frames;
-  AudioUnitRenderActionFlags flags = 0;
-  return AudioUnitRender(unit_, &flags, &stamp, 0, frames, list);
-}
+OSStatus HostedUnit::Render(UInt32 frames) { return output_.Render(unit_, frames); }
 
 OSStatus HostedUnit::SetBypass(bool on) const {
   const UInt32 value = on ? 1 : 0;

@@ -5,10 +5,8 @@
 
 #include <AudioToolbox/AudioUnit.h>
 
-#include <cstddef>
-#include <vector>
-
-#include "AudioFormats.h"
+#include "harness/HostInput.h"
+#include "harness/HostOutput.h"
 
 namespace bench {
 
@@ -21,24 +19,9 @@ AudioComponent VeneerComponent();
 // [main thread] The Auto-Tune Pro stand-in registered in this process, once.
 AudioComponent ProductComponent();
 
-// The host's track: a prepared signal that the render callback copies into the
-// buffers the unit pulls with, as a host copies from its own track buffers.
-class HostInput {
- public:
-  HostInput(UInt32 channels, UInt32 maxFrames);
-  [[nodiscard]] AURenderCallbackStruct Callback() { return {Provide, this}; }
-  [[nodiscard]] float Sample(UInt32 channel, UInt32 frame) const { return signal_[channel][frame]; }
-  // A list over the first `frames` samples of every channel, as the shell's
-  // own input list holds a block; for readers only.
-  [[nodiscard]] std::vector<std::byte> BufferList(UInt32 frames) const;
-
- private:
-  // [render thread]
-  static OSStatus Provide(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* stamp, UInt32 bus,
-                          UInt32 frames, AudioBufferList* ioData);
-
-  std::vector<std::vector<float>> signal_;
-};
+// [main thread] Veneer whose object a benchmark can reach (harness::ObservedVeneer::Find),
+// registered once under its own subtype.
+AudioComponent ObservedVeneerComponent();
 
 class HostedUnit {
  public:
@@ -60,8 +43,8 @@ class HostedUnit {
   // [any thread] The host's bypass switch.
   OSStatus SetBypass(bool on) const;
 
-  [[nodiscard]] const HostInput& Input() const { return input_; }
-  [[nodiscard]] float OutputSample(UInt32 channel, UInt32 frame) const { return output_[channel][frame]; }
+  [[nodiscard]] const harness::HostInput& Input() const { return input_; }
+  [[nodiscard]] float OutputSample(UInt32 channel, UInt32 frame) const { return output_.Sample(channel, frame); }
   // Whether the last block of `frames` is the input at sample 0 of the block times `gain`.
   [[nodiscard]] bool OutputIsInputTimes(float gain, UInt32 frames) const;
 
@@ -69,10 +52,8 @@ class HostedUnit {
   AudioUnit unit_ = nullptr;
   OSStatus status_ = noErr;
   UInt32 channels_;
-  HostInput input_;
-  std::vector<std::vector<float>> output_;
-  std::vector<std::byte> outputList_;
-  Float64 sampleTime_ = 0;
+  harness::HostInput input_;
+  harness::HostOutput output_;
 };
 
 }  // namespace bench

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ShellFixture.h"
+#include "harness/HostOutput.h"
 #include "standin/StandIn.h"
 
 namespace rendertest {
@@ -107,19 +108,14 @@ class RenderTest : public shelltest::ShellTest {
   // [any thread] One render cycle of `frames` at the next sample time; the
   // output lands in output_ (kUntouched where the unit wrote nothing).
   OSStatus Render(UInt32 frames) {
-    output_.assign(kChannels, std::vector<float>(frames, kUntouched));
-    std::vector<std::byte> storage(offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * kChannels);
-    auto* list = reinterpret_cast<AudioBufferList*>(storage.data());
-    list->mNumberBuffers = kChannels;
+    hostOutput_.Fill(kUntouched, frames);
+    const OSStatus status = hostOutput_.Render(veneer_.unit(), frames);
+    output_.clear();
     for (UInt32 c = 0; c < kChannels; ++c) {
-      list->mBuffers[c] = {1, frames * UInt32{sizeof(float)}, output_[c].data()};
+      const std::vector<float>& channel = hostOutput_.Channel(c);
+      output_.emplace_back(channel.begin(), channel.begin() + frames);
     }
-    AudioTimeStamp stamp{};
-    stamp.mSampleTime = sampleTime_;
-    stamp.mFlags = kAudioTimeStampSampleTimeValid;
-    sampleTime_ += frames;
-    AudioUnitRenderActionFlags flags = 0;
-    return AudioUnitRender(veneer_.unit(), &flags, &stamp, 0, frames, list);
+    return status;
   }
 
   [[nodiscard]] standin::Unit* Inner() const { return standin::Find(veneer_->InnerUnit()); }
@@ -164,8 +160,8 @@ class RenderTest : public shelltest::ShellTest {
   shelltest::HostedVeneer veneer_;
   InputSource source_;
   AudioComponent product_ = nullptr;
-  std::vector<std::vector<float>> output_;
-  Float64 sampleTime_ = 0;
+  std::vector<std::vector<float>> output_;  // the last block, as the unit left it
+  harness::HostOutput hostOutput_{kChannels, 4096};
 };
 
 }  // namespace rendertest

@@ -219,7 +219,7 @@ TEST_F(ManualChangesTest, AReportThatCannotBeWrittenIsLost) {
   Turn(*inner, {{4, 0.1F}});
   unsetenv("HOME");
   veneer->ReportManualChanges();
-  setenv("HOME", home_.c_str(), 1);
+  setenv("HOME", Home().c_str(), 1);
   veneer->ReportManualChanges();
   EXPECT_FALSE(std::filesystem::exists(BackFile()));
 

@@ -15,7 +15,7 @@
 #include <system_error>
 #include <vector>
 
-#include "AudioFormats.h"
+#include "tools/veneer-host/StreamFormat.h"
 #include "ausdk/AUBase.h"
 #include "ausdk/AUPlugInDispatch.h"
 
@@ -161,7 +161,7 @@ class BufferList {
 OSStatus FillInput(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags, const AudioTimeStamp* inTimeStamp,
                    UInt32 inBusNumber, UInt32 inNumberFrames, AudioBufferList* ioData);
 
-using testsupport::FloatFormat;
+using host::FloatFormat;
 AudioTimeStamp SampleTime(Float64 sampleTime);
 
 // Feeds input bus 0 of `unit` from FillInput with `*value`.

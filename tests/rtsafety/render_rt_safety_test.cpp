@@ -41,23 +41,13 @@ class RealtimeSafety : public rendertest::RenderTest {
   // [main thread] Renders on a thread of its own, as a host's audio thread does: a few
   // blocks to settle (the first renders log, buffers are sized), then the watched ones.
   rtguard::Counts RenderWatched() {
-    std::vector<std::vector<float>> channels(kChannels, std::vector<float>(kMaxFrames));
-    std::vector<std::byte> storage(offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * kChannels);
-    auto* list = reinterpret_cast<AudioBufferList*>(storage.data());
+    harness::HostOutput output(kChannels, kMaxFrames);
     rtguard::Counts counts;
     OSStatus firstFailure = noErr;
     std::thread renderThread([&] {
-      AudioTimeStamp stamp{};
-      stamp.mFlags = kAudioTimeStampSampleTimeValid;
       auto renderOne = [&](UInt32 frames) {
-        list->mNumberBuffers = kChannels;
-        for (UInt32 c = 0; c < kChannels; ++c) {
-          list->mBuffers[c] = {1, frames * UInt32{sizeof(float)}, channels[c].data()};
-        }
-        AudioUnitRenderActionFlags flags = 0;
-        const OSStatus status = AudioUnitRender(veneer_.unit(), &flags, &stamp, 0, frames, list);
+        const OSStatus status = output.Render(veneer_.unit(), frames);
         firstFailure = firstFailure == noErr ? status : firstFailure;
-        stamp.mSampleTime += frames;
       };
       for (int i = 0; i < 8; ++i) {
         renderOne(kMaxFrames);

@@ -2,43 +2,12 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <cstdlib>
 #include <fstream>
-#include <map>
-#include <mutex>
-
-#include "ausdk/AUPlugInDispatch.h"
 
 namespace shelltest {
-namespace {
-
-std::mutex gLiveMutex;
-std::map<AudioUnit, TestVeneer*>& Live() {
-  static std::map<AudioUnit, TestVeneer*> live;
-  return live;
-}
-
-}  // namespace
-
-TestVeneer::TestVeneer(AudioComponentInstance instance) : Veneer(instance) {
-  const std::lock_guard lock(gLiveMutex);
-  Live()[instance] = this;
-}
-
-TestVeneer::~TestVeneer() {
-  const std::lock_guard lock(gLiveMutex);
-  Live().erase(GetComponentInstance());
-}
-
-TestVeneer* TestVeneer::Find(AudioUnit handle) {
-  const std::lock_guard lock(gLiveMutex);
-  const auto it = Live().find(handle);
-  return it == Live().end() ? nullptr : it->second;
-}
 
 AudioComponent RegisterVeneer() {
-  static AudioComponent component = ausdk::APFactory<ausdk::AUMIDILookup, TestVeneer>::Register(
-      {kAudioUnitType_Effect, 'Vnr1', 'Tnvl', 0, 0}, CFSTR("Tonvale: Veneer"), 0x00010000);
+  static const AudioComponent component = harness::RegisterObservedVeneer('Vnr1', CFSTR("Tonvale: Veneer"));
   return component;
 }
 
@@ -80,30 +49,9 @@ Float64 HostedVeneer::Latency() const {
   return latency;
 }
 
-void ShellTest::SetUp() {
-  if (const char* home = std::getenv("HOME"); home != nullptr) {
-    hadHome_ = true;
-    savedHome_ = home;
-  }
-  char pattern[] = "/tmp/veneer-home-XXXXXX";
-  home_ = mkdtemp(pattern);
-  std::filesystem::create_directories(SupportFolder());
-  setenv("HOME", home_.c_str(), 1);
-}
+void ShellTest::SetUp() { home_ = std::make_unique<harness::TempHome>("veneer-home"); }
 
-ShellTest::~ShellTest() {
-  if (hadHome_) {
-    setenv("HOME", savedHome_.c_str(), 1);
-  } else {
-    unsetenv("HOME");
-  }
-  std::error_code ignored;
-  std::filesystem::remove_all(home_, ignored);
-}
-
-void ShellTest::WriteSupportFile(const std::string& name, const std::string& text) const {
-  std::ofstream(SupportFolder() / name, std::ios::binary) << text;
-}
+ShellTest::~ShellTest() = default;
 
 std::vector<std::string> ShellTest::LogLines() const {
   std::vector<std::string> lines;

@@ -6,23 +6,19 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "AudioFormats.h"
-#include "shell/Veneer.h"
+#include "harness/ObservedVeneer.h"
+#include "harness/TempHome.h"
+#include "tools/veneer-host/StreamFormat.h"
 
 namespace shelltest {
 
-// Veneer as registered for the tests: keeps a record of its live objects, so
-// a test can look at the fields behind an instance handle.
-class TestVeneer : public veneer::Veneer {
- public:
-  explicit TestVeneer(AudioComponentInstance instance);
-  ~TestVeneer() override;
-  static TestVeneer* Find(AudioUnit handle);
-};
+// Veneer as registered for the tests: a test can look at the fields behind an instance handle.
+using TestVeneer = harness::ObservedVeneer;
 
 // Registers Veneer (the exported factory) under a test description.
 AudioComponent RegisterVeneer();
@@ -52,7 +48,7 @@ class HostedVeneer {
   TestVeneer* veneer_ = nullptr;
 };
 
-using testsupport::FloatFormat;
+using host::FloatFormat;
 
 // Runs `work` on a thread other than the main one and waits for it.
 template <typename Work>
@@ -67,8 +63,9 @@ class ShellTest : public ::testing::Test {
   // Veneer and its link thread, which reads HOME) are gone.
   ~ShellTest() override;
 
-  [[nodiscard]] std::filesystem::path SupportFolder() const { return home_ / "Library/Application Support/Tonvale"; }
-  void WriteSupportFile(const std::string& name, const std::string& text) const;
+  [[nodiscard]] std::filesystem::path SupportFolder() const { return home_->SupportFolder(); }
+  [[nodiscard]] const std::filesystem::path& Home() const { return home_->Path(); }
+  void WriteSupportFile(const std::string& name, const std::string& text) const { home_->WriteSupportFile(name, text); }
   // A fresh settings file without settings: the link thread of an initialised
   // instance then stays quiet in the debug log.
   void KeepCompanionAlive() const { WriteSupportFile("plugin_state.txt", "appRunning=1\n"); }
@@ -78,11 +75,7 @@ class ShellTest : public ::testing::Test {
   // Runs the main queue's work for `seconds`.
   static void RunMainLoop(double seconds);
 
-  std::filesystem::path home_;
-
- private:
-  std::string savedHome_;
-  bool hadHome_ = false;
+  std::unique_ptr<harness::TempHome> home_;
 };
 
 }  // namespace shelltest

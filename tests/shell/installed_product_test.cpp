@@ -57,7 +57,7 @@ class InstalledProductTest : public ShellTest {
   // Installs a copy of the stand-ins' module as `bundle`.component in the
   // per-user components folder, offering AutoTune 2026 as `name` at `version`.
   void InstallAutoTune2026(const std::string& bundle, UInt32 version, const std::string& name) const {
-    const fs::path contents = home_ / "Library/Audio/Plug-Ins/Components" / (bundle + ".component") / "Contents";
+    const fs::path contents = Home() / "Library/Audio/Plug-Ins/Components" / (bundle + ".component") / "Contents";
     fs::create_directories(contents / "Linux");
     fs::copy_file(STANDIN_MODULE_PATH, contents / "Linux/StandIn");
     const AudioComponentDescription d = standin::DescriptionOf(standin::Variant::k2026);

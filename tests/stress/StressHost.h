@@ -11,6 +11,7 @@
 
 #include "RenderHarness.h"
 #include "ShellFixture.h"
+#include "harness/HostOutput.h"
 
 namespace stresstest {
 
@@ -27,9 +28,6 @@ class RenderedVeneer {
     EXPECT_EQ(AudioUnitSetProperty(veneer_.unit(), kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input, 0,
                                    &callback, sizeof callback),
               noErr);
-    for (auto& channel : output_) {
-      channel.assign(kFrames, 0.0F);
-    }
   }
   ~RenderedVeneer() { StopRendering(); }
   RenderedVeneer(const RenderedVeneer&) = delete;
@@ -42,20 +40,10 @@ class RenderedVeneer {
   void StartRendering() {
     running_.store(true);
     thread_ = std::thread([this] {
-      AudioTimeStamp stamp{};
-      stamp.mFlags = kAudioTimeStampSampleTimeValid;
-      std::vector<std::byte> storage(offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * kChannels);
-      auto* list = reinterpret_cast<AudioBufferList*>(storage.data());
       while (running_.load()) {
-        list->mNumberBuffers = kChannels;
-        for (UInt32 c = 0; c < kChannels; ++c) {
-          list->mBuffers[c] = {1, kFrames * UInt32{sizeof(float)}, output_[c].data()};
-        }
-        AudioUnitRenderActionFlags flags = 0;
-        if (AudioUnitRender(veneer_.unit(), &flags, &stamp, 0, kFrames, list) == noErr) {
+        if (output_.Render(veneer_.unit(), kFrames) == noErr) {
           blocks_.fetch_add(1);
         }
-        stamp.mSampleTime += kFrames;
       }
     });
   }
@@ -70,13 +58,13 @@ class RenderedVeneer {
 
   [[nodiscard]] std::size_t Blocks() const { return blocks_.load(); }
   // The last block's first channel; read only after StopRendering.
-  [[nodiscard]] const std::vector<float>& LastBlock() const { return output_[0]; }
+  [[nodiscard]] const std::vector<float>& LastBlock() const { return output_.Channel(0); }
   [[nodiscard]] const rendertest::InputSource& Source() const { return source_; }
 
  private:
   shelltest::HostedVeneer veneer_;
   rendertest::InputSource source_;
-  std::vector<float> output_[kChannels];
+  harness::HostOutput output_{kChannels, kFrames};
   std::atomic<bool> running_{false};
   std::atomic<std::size_t> blocks_{0};
   std::thread thread_;

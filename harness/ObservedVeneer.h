@@ -1,13 +1,13 @@
 // Veneer registered so that the object behind an instance handle can be found:
-// a benchmark can then play the link thread, or call one step of the render
-// path on its own, as the shell's tests do.
+// a test or benchmark can then look at its fields, play its link thread, or
+// call one step of its render path on its own.
 #pragma once
 
 #include <AudioToolbox/AudioUnit.h>
 
 #include "shell/Veneer.h"
 
-namespace bench {
+namespace harness {
 
 class ObservedVeneer : public veneer::Veneer {
  public:
@@ -20,7 +20,8 @@ class ObservedVeneer : public veneer::Veneer {
   static ObservedVeneer* Find(AudioUnit handle);
 };
 
-// [main thread] Registered once, under its own subtype.
-AudioComponent ObservedVeneerComponent();
+// [main thread] Registers the observed Veneer as an effect from Veneer's maker,
+// under `subtype` and `name`; null when the registry refuses it.
+AudioComponent RegisterObservedVeneer(OSType subtype, CFStringRef name);
 
-}  // namespace bench
+}  // namespace harness
