@@ -87,7 +87,7 @@ OSStatus HostedUnit::SetBypass(bool on) const {
 bool HostedUnit::OutputIsInputTimes(float gain, UInt32 frames) const {
   for (UInt32 c = 0; c < channels_; ++c) {
     for (UInt32 f = 0; f < frames; ++f) {
-      if (output_[c][f] != input_.Sample(c, f) * gain) {
+      if (output_.Sample(c, f) != input_.Sample(c, f) * gain) {
         return false;
       }
     }

@@ -7,6 +7,7 @@
 
 #include "harness/HostInput.h"
 #include "harness/HostOutput.h"
+#include "tools/veneer-host/StreamFormat.h"
 
 namespace bench {
 
