@@ -15,9 +15,9 @@
 #include <system_error>
 #include <vector>
 
-#include "tools/veneer-host/StreamFormat.h"
 #include "ausdk/AUBase.h"
 #include "ausdk/AUPlugInDispatch.h"
+#include "tools/veneer-host/StreamFormat.h"
 
 namespace testunits {
 
