@@ -172,7 +172,6 @@ class Veneer : public ausdk::AUBase {
  private:
   friend struct SteeredSettings;  // the settings table names the cached fields
 
-
   // [link thread] The pause between passes; ends early when the thread is told to stop.
   void PauseLink();
   // [link thread] One setting of a new settings file: cached and sent to the inner unit.
