@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -101,6 +102,51 @@ TEST_F(VeneerHostTest, RendersThroughTheStandInWhenTheCompanionIsAlive) {
   EXPECT_NE(result.out.find("] ipc# 1 "), std::string::npos) << "settings applied";
   EXPECT_NE(result.out.find("74 blocks, "), std::string::npos) << "22050 frames in blocks of 300";
   EXPECT_NE(result.out.find("plugin_state.txt"), std::string::npos) << "support folder listing";
+}
+
+TEST_F(VeneerHostTest, APlainRenderKeepsTheCompanionsFileFreshAndRendersThroughTheProduct) {
+  if (!kHostHasStandIns) {
+    GTEST_SKIP() << "no stand-in product in veneer-host here";
+  }
+  const std::string input = WriteInput("in.wav", 1, 6000);
+  const std::string folder = root_ + "/home/Library/Application Support/Tonvale";
+  const std::string state = folder + "/plugin_state.txt";
+  auto expectThroughTheProduct = [&](const std::string& output) {
+    const host::Audio in = Read(input);
+    const host::Audio out = Read(output);
+    ASSERT_EQ(out.Frames(), in.Frames());
+    for (std::size_t i = 0; i < in.Frames(); ++i) {
+      ASSERT_EQ(out.channels[0][i], in.channels[0][i] * standin::kGain) << output << " frame " << i;
+    }
+  };
+
+  // No settings file: one without settings is written.
+  auto result = Host({"render", input, "--fast", "-o", PathOf("first.wav")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  expectThroughTheProduct(PathOf("first.wav"));
+  std::ifstream written(state);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "seq=1\nappRunning=1\n");
+
+  // A stale file of the application's keeps its content; only its time is renewed.
+  const std::string theirs = "seq=7\nappRunning=1\nkey=4\nretune=0.3\n";
+  std::ofstream(state, std::ios::trunc) << theirs;
+  const auto stale = fs::file_time_type::clock::now() - std::chrono::minutes(1);
+  fs::last_write_time(state, stale);
+  result = Host({"render", input, "--fast", "-o", PathOf("second.wav")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  expectThroughTheProduct(PathOf("second.wav"));
+  std::ifstream kept(state);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), theirs);
+  EXPECT_GT(fs::last_write_time(state), stale + std::chrono::seconds(50));
+  EXPECT_NE(result.out.find("before the run: seq 7 kept"), std::string::npos) << result.out;
+
+  // --no-companion touches nothing.
+  fs::last_write_time(state, stale);
+  result = Host({"render", input, "--fast", "--no-companion", "-o", PathOf("third.wav")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(fs::last_write_time(state), stale);
+  EXPECT_NE(result.out.find("left the companion's files alone"), std::string::npos) << result.out;
+  EXPECT_EQ(Host({"render", input, "--no-companion", "--set", "key=1"}).status, 2);
 }
 
 TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {

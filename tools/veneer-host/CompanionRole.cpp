@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "FileAccess.h"
 #include "PluginState.h"
 #include "StateUpdate.h"
 
@@ -37,14 +38,40 @@ bool CompanionRole::Send(const std::vector<companion::SettingChange>& changes, c
   if (!companion::SendSettings(folder_, changes, &written, &previous, error)) {
     return false;
   }
-  lastSentSeq_ = written.seq;
+  if (!changes.empty()) {
+    lastSentSeq_ = written.seq;  // a file without settings has nothing to wait for
+  }
   lastWrite_ = std::time(nullptr);
   std::string text;
   for (const companion::SettingChange& change : changes) {
     text += std::string(text.empty() ? "" : " ") + std::string(companion::kStateKeys[change.index].name) + "=" +
             companion::FormatNumber(change.value);
   }
-  sent_.push_back(when + ": seq " + std::to_string(*written.seq) + " " + (text.empty() ? "(heartbeat only)" : text));
+  sent_.push_back(when + ": seq " + std::to_string(*written.seq) + " " +
+                  (text.empty() ? "(no settings: the product keeps its own)" : text));
+  return true;
+}
+
+bool CompanionRole::Start(const std::vector<companion::SettingChange>& settings, std::string* error) {
+  const std::string path = folder_.File(companion::kStateFile);
+  const std::optional<std::string> current = companion::ReadWholeFile(path);
+  if (!settings.empty() || !current) {
+    return Send(settings, "before the run", error);
+  }
+  const companion::PluginState state = companion::ParsePluginState(*current);
+  const std::string seq = state.seq ? "seq " + std::to_string(*state.seq) : "no seq";
+  if (state.values[companion::kAppRunningIndex] == 0.0) {
+    companion::PluginState written;
+    if (!companion::RewriteForHeartbeat(folder_, true, &written, error)) {
+      return false;
+    }
+    sent_.push_back("before the run: " + seq + " kept, its quit marker replaced by appRunning=1");
+  } else if (!Touch(error)) {
+    return false;
+  } else {
+    sent_.push_back("before the run: " + seq + " kept (the file's settings; only its time renewed)");
+  }
+  lastWrite_ = std::time(nullptr);
   return true;
 }
 
@@ -84,12 +111,26 @@ void CompanionRole::KeepAlive() {
   if (now - lastWrite_ < kHeartbeatSeconds) {
     return;
   }
-  companion::PluginState written;
   std::string error;
-  if (!companion::RewriteForHeartbeat(folder_, true, &written, &error)) {
+  if (!Touch(&error)) {
     std::cerr << "veneer-host: heartbeat: " << error << "\n";
   }
   lastWrite_ = now;  // a failure is retried on the next beat, not at once
+}
+
+bool CompanionRole::Touch(std::string* error) const {
+  // Only the time: a file the application renames into place meanwhile keeps its content.
+  const std::string path = folder_.File(companion::kStateFile);
+  std::error_code failure;
+  fs::last_write_time(path, fs::file_time_type::clock::now(), failure);
+  if (failure == std::errc::no_such_file_or_directory) {
+    companion::PluginState written;
+    return companion::RewriteForHeartbeat(folder_, true, &written, error);
+  }
+  if (failure) {
+    *error = "cannot renew the time of " + path + ": " + failure.message();
+  }
+  return !failure;
 }
 
 std::vector<std::string> CompanionRole::NewLogLines() const {

@@ -92,12 +92,15 @@ int RunRender(const std::vector<std::string>& args) {
 
   std::optional<companion::SupportFolder> folder = companion::SupportFolder::Locate(std::nullopt, &error);
   std::optional<CompanionRole> companionRole;
-  if (options.SendsSettings()) {
-    if (!folder) {
-      return Fail(kExitUsage, error);
-    }
+  if (options.SendsSettings() && !folder) {
+    return Fail(kExitUsage, error);
+  }
+  if (options.playsCompanion && folder) {
     companionRole.emplace(*folder);
-    if (!companionRole->Prepare() || !companionRole->Send(options.settings, "before the run", &error)) {
+    if (!companionRole->Prepare()) {
+      return kExitFailure;  // Prepare said why
+    }
+    if (!companionRole->Start(options.settings, &error)) {
       return Fail(kExitFailure, error);
     }
     companionRole->Schedule(options.timedSettings);
@@ -156,7 +159,7 @@ int RunRender(const std::vector<std::string>& args) {
   facts.inputLevel = MeasureLevel(input);
   facts.outputLevel = MeasureLevel(outcome.output);
   facts.outcome = &outcome;
-  facts.sendsSettings = companionRole.has_value();
+  facts.playsCompanion = companionRole.has_value();
   if (companionRole) {
     facts.sent = companionRole->Sent();
     facts.applied = companionRole->AppliedLines();

@@ -80,6 +80,10 @@ std::optional<RenderOptions> ParseRenderOptions(const std::vector<std::string>& 
       options.progress = false;
       continue;
     }
+    if (arg == "--no-companion") {
+      options.playsCompanion = false;
+      continue;
+    }
     if (i + 1 >= args.size()) {
       *error = "unknown option " + arg + " or it lacks its value";
       return std::nullopt;
@@ -130,6 +134,10 @@ std::optional<RenderOptions> ParseRenderOptions(const std::vector<std::string>& 
       return std::nullopt;
     }
   }
+  if (!options.playsCompanion && options.SendsSettings()) {
+    *error = "--no-companion leaves the link alone, so --set and --set-at cannot send settings";
+    return std::nullopt;
+  }
   return options;
 }
 
@@ -144,7 +152,7 @@ void ApplyDemoDefaults(RenderOptions& options, double demoSeconds) {
     const bool hasExtension = dot != std::string::npos && (slash == std::string::npos || dot > slash);
     options.report = (hasExtension ? output.substr(0, dot) : output) + ".txt";
   }
-  if (options.SendsSettings()) {
+  if (options.SendsSettings() || !options.playsCompanion) {
     return;
   }
   std::string unused;
@@ -178,7 +186,11 @@ veneer-demo.wav with a report in veneer-demo.txt.
                           pro, advanced, 2026, artist, efx; none: only installed ones)
   --set KEY=VALUE         settings sent as the companion application before the run
   --set-at SECONDS:KEY=VALUE  settings sent when the render reaches SECONDS
-                          (either keeps plugin_state.txt fresh during the run)
+                          (without either, the settings file is kept as it is, or
+                          written without settings when missing; either way the run
+                          keeps its time fresh, so Veneer renders through its product)
+  --no-companion          leave the companion's files alone: Veneer follows the real
+                          application, or bypasses when none runs
   --param ID=VALUE        set a parameter of the unit before it is initialised
   --load-preset FILE      restore an .aupreset before the run
   --save-preset FILE      save the unit's state as an .aupreset after the run

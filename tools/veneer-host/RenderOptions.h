@@ -30,8 +30,10 @@ struct RenderOptions {
   bool realTime = true;
   bool initializeOnWorker = false;
   bool progress = true;
+  // Plays the companion application (the heartbeat) unless --no-companion leaves the link alone.
+  bool playsCompanion = true;
 
-  // Whether this run plays the companion application.
+  // Whether this run sends settings of its own.
   [[nodiscard]] bool SendsSettings() const { return !settings.empty() || !timedSettings.empty(); }
 };
 

@@ -52,7 +52,7 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
   out << "  output level:    " << LevelText(facts.outputLevel) << "\n";
   out << "  variant:         " << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
   out << "  inner unit:      " << InnerText(facts) << "\n";
-  if (facts.sendsSettings) {
+  if (facts.playsCompanion) {
     out << "  settings sent:\n";
     for (const std::string& line : facts.sent) {
       out << "    " << line << "\n";
@@ -62,7 +62,8 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
       out << "    " << line << "\n";
     }
   } else {
-    out << "  settings:        none sent by this run (the companion application's, if it runs)\n";
+    out << "  settings:        none: this run left the companion's files alone (Veneer follows the application, "
+           "if it runs)\n";
   }
   out << "  render:          " << stats.blocks << " blocks, " << stats.slowBlocks
       << " slow (longer than their audio), longest " << Fixed(stats.longestMs, 3) << " ms, average "

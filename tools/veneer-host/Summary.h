@@ -25,9 +25,9 @@ struct RunFacts {
   Level inputLevel;
   Level outputLevel;
   const RenderOutcome* outcome = nullptr;
-  std::vector<std::string> sent;     // one line per settings file sent
-  std::vector<std::string> applied;  // the plug-in's "ipc#" lines
-  bool sendsSettings = false;
+  std::vector<std::string> sent;             // one line per settings file sent
+  std::vector<std::string> applied;          // the plug-in's "ipc#" lines
+  bool playsCompanion = false;               // this run kept the heartbeat
   std::optional<std::string> supportFolder;  // none: no HOME
   std::vector<std::string> supportFiles;
 };
