@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -98,7 +100,7 @@ TEST_F(VeneerHostTest, RendersThroughTheStandInWhenTheCompanionIsAlive) {
     }
   }
   EXPECT_NE(result.out.find("variant:         Stand-in: Auto-Tune Pro 1.0.0"), std::string::npos) << result.out;
-  EXPECT_NE(result.out.find("present from the first block"), std::string::npos);
+  EXPECT_NE(result.out.find("rendered 74 of 74 blocks"), std::string::npos);
   EXPECT_NE(result.out.find("] ipc# 1 "), std::string::npos) << "settings applied";
   EXPECT_NE(result.out.find("74 blocks, "), std::string::npos) << "22050 frames in blocks of 300";
   EXPECT_NE(result.out.find("plugin_state.txt"), std::string::npos) << "support folder listing";
@@ -154,7 +156,9 @@ TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {
   const auto result =
       Host({"render", input, "-o", PathOf("out/dry.flac"), "--fast", "--standin", "none", "--block", "512"});
   ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_NE(result.out.find("inner unit:      none"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("rendered 0 of 8 blocks\n    blocks 1-8 (0.000-0.091 s): bypassed, no product"),
+            std::string::npos)
+      << result.out;
 
   // The first block passes through; the pass-through then plays the last pulled block again.
   const host::Audio in = Read(input);
@@ -164,6 +168,51 @@ TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {
   for (std::size_t i = 0; i < out.Frames(); ++i) {
     ASSERT_NEAR(out.channels[0][i], in.channels[0][i % 512], kFlacStep) << "frame " << i;
   }
+}
+
+TEST_F(VeneerHostTest, TheSummaryTellsWhichBlocksWereBypassedAndWhy) {
+  if (!kHostHasStandIns) {
+    GTEST_SKIP() << "no stand-in product in veneer-host here";
+  }
+  const std::string input = WriteInput("in.wav", 1, 20000);
+  const std::string folder = root_ + "/home/Library/Application Support/Tonvale";
+  fs::create_directories(folder);
+  std::ofstream(folder + "/plugin_state.txt") << "seq=3\nappRunning=1\n";
+  fs::last_write_time(folder + "/plugin_state.txt", fs::file_time_type::clock::now() - std::chrono::minutes(1));
+  std::ofstream(folder + "/force_variant.txt") << "AutoTune 2026\n";
+  const auto result = Host({"render", input, "-o", PathOf("out.wav"), "--no-companion", "--block", "1000"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("missing variant: \"AutoTune 2026\" was forced but is not installed; Veneer used "
+                            "Stand-in: Auto-Tune Pro"),
+            std::string::npos)
+      << result.out;
+
+  // Every block listed matches the audio: the product's gain, or the last block read played again.
+  const host::Audio in = Read(input);
+  const host::Audio out = Read(PathOf("out.wav"));
+  std::istringstream lines(result.out);
+  std::size_t covered = 0;
+  std::size_t bypassed = 0;
+  std::size_t lastRead = 0;
+  for (std::string line; std::getline(lines, line);) {
+    std::size_t first = 0;
+    std::size_t last = 0;
+    if (std::sscanf(line.c_str(), "    blocks %zu-%zu", &first, &last) != 2) {
+      continue;
+    }
+    const bool through = line.find("through the inner unit") != std::string::npos;
+    EXPECT_TRUE(through || line.find("bypassed, companion gone: the heartbeat") != std::string::npos) << line;
+    for (std::size_t block = first - 1; block < last; ++block, ++covered) {
+      lastRead = through || block == 0 ? block : lastRead;
+      bypassed += through ? 0 : 1;
+      for (std::size_t i = 0; i < 1000; ++i) {
+        const float dry = in.channels[0][lastRead * 1000 + i];
+        ASSERT_EQ(out.channels[0][block * 1000 + i], through ? dry * standin::kGain : dry) << line << " " << i;
+      }
+    }
+  }
+  EXPECT_EQ(covered, 20U);
+  EXPECT_GT(bypassed, 10U) << "the link bypasses within about a second";
 }
 
 TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {

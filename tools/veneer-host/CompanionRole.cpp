@@ -23,11 +23,8 @@ constexpr double kApplyWaitSeconds = 3.0;
 
 }  // namespace
 
-CompanionRole::CompanionRole(companion::SupportFolder folder) : folder_(std::move(folder)) {
-  std::error_code error;
-  const std::uintmax_t size = fs::file_size(folder_.File(companion::kDebugLog), error);
-  logStart_ = error ? 0 : size;
-}
+CompanionRole::CompanionRole(companion::SupportFolder folder)
+    : folder_(std::move(folder)), log_(folder_.File(companion::kDebugLog)) {}
 
 bool CompanionRole::Prepare() const { return companion::EnsureSupportFolder(folder_, "veneer-host"); }
 
@@ -133,28 +130,7 @@ bool CompanionRole::Touch(std::string* error) const {
   return !failure;
 }
 
-std::vector<std::string> CompanionRole::NewLogLines() const {
-  std::vector<std::string> lines;
-  std::ifstream log(folder_.File(companion::kDebugLog), std::ios::binary);
-  std::error_code error;
-  const std::uintmax_t size = fs::file_size(folder_.File(companion::kDebugLog), error);
-  // A log deleted and begun anew since the start is read from its beginning.
-  log.seekg(static_cast<std::streamoff>(!error && size >= logStart_ ? logStart_ : 0));
-  for (std::string line; std::getline(log, line);) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
-std::vector<std::string> CompanionRole::AppliedLines() const {
-  std::vector<std::string> applied;
-  for (const std::string& line : NewLogLines()) {
-    if (line.find("] ipc# ") != std::string::npos) {
-      applied.push_back(line);
-    }
-  }
-  return applied;
-}
+std::vector<std::string> CompanionRole::AppliedLines() const { return log_.NewLinesWith("] ipc# "); }
 
 bool CompanionRole::LastSendApplied() const {
   if (!lastSentSeq_) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Arguments.h"
+#include "PluginLog.h"
 #include "SupportFolder.h"
 
 namespace host {
@@ -23,7 +24,7 @@ struct TimedSettings {
 
 class CompanionRole {
  public:
-  // [main thread] Remembers where the debug log ends now, so that only this run's lines count.
+  // [main thread]
   explicit CompanionRole(companion::SupportFolder folder);
 
   // [main thread] Creates the support folder when missing; false (message on stderr) on failure.
@@ -51,14 +52,13 @@ class CompanionRole {
   [[nodiscard]] const companion::SupportFolder& Folder() const { return folder_; }
 
  private:
-  [[nodiscard]] std::vector<std::string> NewLogLines() const;
   [[nodiscard]] bool LastSendApplied() const;
   void KeepAlive();
   // Renews the settings file's modification time (the heartbeat); writes one when it is gone.
   bool Touch(std::string* error) const;
 
   companion::SupportFolder folder_;
-  std::uintmax_t logStart_ = 0;
+  PluginLog log_;
   std::optional<std::int64_t> lastSentSeq_;
   std::time_t lastWrite_ = 0;
   std::vector<TimedSettings> schedule_;

@@ -1,12 +1,17 @@
 // veneer-host render: a DAW playing one track through the plug-in.
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
 
+#include "BlockReport.h"
 #include "Commands.h"
 #include "CompanionRole.h"
+#include "FileAccess.h"
+#include "Heartbeat.h"
+#include "PluginLog.h"
 #include "Presets.h"
 #include "ProgressBar.h"
 #include "RenderOptions.h"
@@ -33,6 +38,37 @@ std::string DefaultOutput(const std::string& input) {
     return input + "-veneer.wav";
   }
   return input.substr(0, dot) + "-veneer" + input.substr(dot);
+}
+
+BypassCause CompanionCause(const std::optional<companion::SupportFolder>& folder) {
+  if (!folder) {
+    return BypassCause::kNone;
+  }
+  switch (companion::ReadHeartbeat(*folder, std::time(nullptr)).verdict) {
+    case companion::Heartbeat::kMissing:
+      return BypassCause::kCompanionMissing;
+    case companion::Heartbeat::kStale:
+      return BypassCause::kCompanionStale;
+    case companion::Heartbeat::kQuitMarker:
+      return BypassCause::kQuitMarker;
+    case companion::Heartbeat::kFresh:
+      break;
+  }
+  return BypassCause::kNone;
+}
+
+// The variant Veneer was told to use but could not find, from its log: forced or preferred.
+void NoteMissingVariant(const companion::SupportFolder& folder, const PluginLog& log, RunFacts& facts) {
+  // The plug-in's fixed log text for a chosen variant that is not installed.
+  constexpr std::string_view kMissing = "强制指定的版本没找到: ";
+  const std::vector<std::string> lines = log.NewLinesWith(kMissing);
+  if (lines.empty()) {
+    return;
+  }
+  const std::string& line = lines.back();
+  facts.missingVariant = line.substr(line.find(kMissing) + kMissing.size());
+  const std::string forced = companion::ReadWholeFile(folder.File(companion::kForceVariantFile)).value_or("");
+  facts.missingVariantForced = forced.substr(0, forced.find('\n')).find(*facts.missingVariant) != std::string::npos;
 }
 
 bool EnsureParentFolder(const std::string& path, std::string* error) {
@@ -106,6 +142,10 @@ int RunRender(const std::vector<std::string>& args) {
     companionRole->Schedule(options.timedSettings);
   }
 
+  std::optional<PluginLog> pluginLog;
+  if (folder) {
+    pluginLog.emplace(folder->File(companion::kDebugLog));
+  }
   RenderOutcome outcome;
   {
     const std::unique_ptr<RenderSession> session =
@@ -134,7 +174,7 @@ int RunRender(const std::vector<std::string>& args) {
       }
     };
     const auto keepWaiting = [&] { return companionRole && companionRole->AwaitingApplication(); };
-    outcome = session->Run(options.realTime, tick, keepWaiting);
+    outcome = session->Run(options.realTime, tick, keepWaiting, [&] { return CompanionCause(folder); });
     progress.Finish();
 
     if (options.savePreset && !SavePreset(session->Unit(), *options.savePreset, &error)) {
@@ -159,6 +199,11 @@ int RunRender(const std::vector<std::string>& args) {
   facts.inputLevel = MeasureLevel(input);
   facts.outputLevel = MeasureLevel(outcome.output);
   facts.outcome = &outcome;
+  facts.frames = input.Frames();
+  facts.blockRuns = ClassifyBlocks(outcome, options.blockFrames);
+  if (folder && pluginLog) {
+    NoteMissingVariant(*folder, *pluginLog, facts);
+  }
   facts.playsCompanion = companionRole.has_value();
   if (companionRole) {
     facts.sent = companionRole->Sent();

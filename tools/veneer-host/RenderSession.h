@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "AudioFile.h"
 
@@ -28,6 +29,14 @@ struct BlockStats {
   double totalMs = 0;
 };
 
+// Why Veneer takes its bypass path, as far as the host can tell.
+enum class BypassCause { kNone, kHost, kNoProduct, kCompanionMissing, kCompanionStale, kQuitMarker };
+
+struct CauseChange {
+  std::size_t frame;  // rendered when the cause was seen
+  BypassCause cause;
+};
+
 struct RenderOutcome {
   Audio output;
   BlockStats stats;
@@ -36,6 +45,11 @@ struct RenderOutcome {
   // Frames already rendered when the inner unit was first seen; none when it never was.
   std::optional<std::size_t> innerSeenAtFrame;
   std::string innerTitle;
+  // Per block: whether the unit read the host's audio in it. Veneer reads it only when its
+  // inner unit renders, and on the very first block of an instance.
+  std::vector<bool> pulledInput;
+  // The causes of a bypass the host saw while rendering, each from the frame it was first seen at.
+  std::vector<CauseChange> causes;
 };
 
 class RenderSession {
@@ -59,8 +73,9 @@ class RenderSession {
   // [main thread] Renders the whole input on a render thread, paced at real time or as fast
   // as possible. Meanwhile runs the main run loop and calls `tick` with the frames rendered
   // so far, about 50 times a second; after the last block goes on while `keepWaiting` says so.
+  // `companionCause` tells whether the companion's files would make Veneer bypass now.
   RenderOutcome Run(bool realTime, const std::function<void(std::size_t)>& tick,
-                    const std::function<bool()>& keepWaiting);
+                    const std::function<bool()>& keepWaiting, const std::function<BypassCause()>& companionCause);
 
  private:
   RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFrames);
@@ -70,8 +85,8 @@ class RenderSession {
   // [render thread] The unit's input: the file's samples from the current position.
   static OSStatus ProvideInput(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
                                UInt32 bus, UInt32 frames, AudioBufferList* data);
-  // [main thread] Notes when the inner unit first shows.
-  void WatchInnerUnit(RenderOutcome& outcome) const;
+  // [main thread] Notes when the inner unit first shows, and what would make the unit bypass.
+  void Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause) const;
 
   AudioUnit unit_ = nullptr;
   const Audio& input_;
@@ -80,6 +95,8 @@ class RenderSession {
   std::unique_ptr<AudioBufferList, void (*)(void*)> outputList_;
   BlockStats stats_;                // render thread's until it is joined
   std::size_t renderPosition_ = 0;  // render thread's
+  std::size_t pulls_ = 0;           // render thread's: calls for the host's audio
+  std::vector<bool> pulledInput_;   // render thread's until it is joined; reserved in advance
   std::atomic<std::size_t> framesDone_{0};
   std::atomic<bool> finished_{false};
   bool initialized_ = false;

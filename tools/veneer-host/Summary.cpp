@@ -1,5 +1,6 @@
 #include "Summary.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <ostream>
@@ -21,20 +22,32 @@ std::string LevelText(const Level& level) {
   return "peak " + Fixed(level.peakDb, 1) + " dBFS, RMS " + Fixed(level.rmsDb, 1) + " dBFS";
 }
 
-std::string InnerText(const RunFacts& facts) {
+std::string Seconds(const RunFacts& facts, std::size_t frame) {
+  return Fixed(static_cast<double>(std::min(frame, facts.frames)) / facts.sampleRate, 3);
+}
+
+void PrintInner(std::ostream& out, const RunFacts& facts) {
   const RenderOutcome& outcome = *facts.outcome;
+  out << "  inner unit:      ";
   if (!outcome.reportsInner) {
-    return "not reported (the unit is not Veneer)";
+    out << "not reported (the unit is not Veneer)\n";
+    return;
   }
-  if (!outcome.innerSeenAtFrame) {
-    return "none: every block took the plug-in's pass-through path (no product found)";
+  std::size_t through = 0;
+  for (const BlockRun& run : facts.blockRuns) {
+    through += run.throughInner ? run.lastBlock - run.firstBlock + 1 : 0;
   }
-  if (*outcome.innerSeenAtFrame == 0) {
-    return "present from the first block";
+  out << "rendered " << through << " of " << outcome.pulledInput.size() << " blocks";
+  if (outcome.innerSeenAtFrame && *outcome.innerSeenAtFrame > 0) {
+    out << "; it appeared after " << Seconds(facts, *outcome.innerSeenAtFrame) << " s of audio";
   }
-  return "appeared after " + Fixed(static_cast<double>(*outcome.innerSeenAtFrame) / facts.sampleRate, 3) +
-         " s of audio (frame " + std::to_string(*outcome.innerSeenAtFrame) +
-         "); blocks before it took the plug-in's pass-through path";
+  out << "\n";
+  for (const BlockRun& run : facts.blockRuns) {
+    out << "    blocks " << run.firstBlock + 1 << "-" << run.lastBlock + 1 << " ("
+        << Seconds(facts, run.firstBlock * facts.blockFrames) << "-"
+        << Seconds(facts, (run.lastBlock + 1) * facts.blockFrames)
+        << " s): " << (run.throughInner ? "through the inner unit" : "bypassed, " + CauseText(run.cause)) << "\n";
+  }
 }
 
 }  // namespace
@@ -51,7 +64,12 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
   out << "  input level:     " << LevelText(facts.inputLevel) << "\n";
   out << "  output level:    " << LevelText(facts.outputLevel) << "\n";
   out << "  variant:         " << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
-  out << "  inner unit:      " << InnerText(facts) << "\n";
+  if (facts.missingVariant) {
+    out << "  missing variant: \"" << *facts.missingVariant << "\" was "
+        << (facts.missingVariantForced ? "forced" : "preferred") << " but is not installed; Veneer used "
+        << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
+  }
+  PrintInner(out, facts);
   if (facts.playsCompanion) {
     out << "  settings sent:\n";
     for (const std::string& line : facts.sent) {

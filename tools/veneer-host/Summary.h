@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "AudioFile.h"
+#include "BlockReport.h"
 #include "RenderSession.h"
 
 namespace host {
@@ -25,6 +26,11 @@ struct RunFacts {
   Level inputLevel;
   Level outputLevel;
   const RenderOutcome* outcome = nullptr;
+  std::size_t frames = 0;
+  std::vector<BlockRun> blockRuns;
+  // "强制指定的版本没找到" in the log: the forced (or preferred) variant is not installed.
+  std::optional<std::string> missingVariant;
+  bool missingVariantForced = false;
   std::vector<std::string> sent;             // one line per settings file sent
   std::vector<std::string> applied;          // the plug-in's "ipc#" lines
   bool playsCompanion = false;               // this run kept the heartbeat

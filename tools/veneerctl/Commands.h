@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Heartbeat.h"
 #include "SupportFolder.h"
 
 namespace veneerctl {
@@ -24,9 +25,6 @@ struct Invocation {
 
 // Locates the support folder or explains on stderr why it cannot.
 std::optional<SupportFolder> LocateFolder(const Invocation& invocation);
-
-// Seconds the plug-in allows between rewrites of plugin_state.txt before it bypasses.
-inline constexpr long kHeartbeatTimeout = 10;
 
 int RunSet(const Invocation& invocation);
 int RunHeartbeat(const Invocation& invocation);

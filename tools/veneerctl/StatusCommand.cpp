@@ -50,22 +50,24 @@ std::string Flag(const std::map<std::string, std::string>& fields, const std::st
 
 // The same test the plug-in makes on every link pass.
 void PrintHeartbeat(const SupportFolder& folder, std::time_t now) {
-  const std::string path = folder.File(kStateFile);
-  const auto modified = ModificationTime(path);
+  const HeartbeatReading reading = ReadHeartbeat(folder, now);
   std::cout << "settings file:  ";
-  if (!modified) {
+  if (reading.verdict == Heartbeat::kMissing) {
     std::cout << "missing - the plug-in will bypass\n";
     return;
   }
-  const long age = static_cast<long>(now - *modified);
-  const PluginState state = ParsePluginState(ReadWholeFile(path).value_or(""));
-  std::cout << AgeText(age) << " old, seq " << (state.seq ? std::to_string(*state.seq) : "none");
-  if (age >= kHeartbeatTimeout) {
-    std::cout << " - stale, the plug-in will bypass\n";
-  } else if (state.values[kAppRunningIndex] == 0.0) {
-    std::cout << " - quit marker appRunning=0, the plug-in will bypass\n";
-  } else {
-    std::cout << " - heartbeat OK\n";
+  const PluginState& state = reading.state;
+  std::cout << AgeText(reading.ageSeconds) << " old, seq " << (state.seq ? std::to_string(*state.seq) : "none");
+  switch (reading.verdict) {
+    case Heartbeat::kStale:
+      std::cout << " - stale, the plug-in will bypass\n";
+      break;
+    case Heartbeat::kQuitMarker:
+      std::cout << " - quit marker appRunning=0, the plug-in will bypass\n";
+      break;
+    default:
+      std::cout << " - heartbeat OK\n";
+      break;
   }
 }
 
