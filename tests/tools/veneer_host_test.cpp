@@ -223,6 +223,23 @@ TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
   EXPECT_FALSE(fs::exists(PathOf("surround-veneer.wav")));
   EXPECT_FALSE(fs::exists(root_ + "/home/Library/Application Support/Tonvale")) << "nothing written";
 
+  // Empty or unreadable inputs: a FLAC stream header with no frames (its length unknown), a
+  // WAV header alone, an empty file, text.
+  std::string flac = "fLaC";
+  flac += std::string{'\x80', '\0', '\0', '\x22', '\x10', '\0',   '\x10', '\0', '\0', '\0', '\0',
+                      '\0',   '\0', '\0', '\x0A', '\xC4', '\x40', '\xF0', '\0', '\0', '\0', '\0'};
+  flac += std::string(16, '\0');
+  std::ofstream(PathOf("header.flac"), std::ios::binary) << flac;
+  WriteInput("header.wav", 1, 0);
+  std::ofstream(PathOf("zero.aiff")).flush();
+  std::ofstream(PathOf("text.wav")) << "not audio\n";
+  for (const char* name : {"header.flac", "header.wav", "zero.aiff", "text.wav"}) {
+    const auto refused = Host({"render", PathOf(name), "--fast", "-o", PathOf("out.wav")});
+    EXPECT_EQ(refused.status, 2) << name << ": " << refused.err;
+    EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1) << refused.err;
+    EXPECT_FALSE(fs::exists(PathOf("out.wav"))) << name;
+  }
+
   for (const std::vector<std::string>& bad : {std::vector<std::string>{"render", input, "--block", "0"},
                                               {"render", input, "--set", "key=12"},
                                               {"render", input, "--component", "aufx"},

@@ -51,18 +51,37 @@ std::optional<Audio> ReadAudioFile(const std::string& path, int maxChannels, std
     *error = path + " has " + std::to_string(info.channels) + " channels; only mono and stereo audio can be rendered";
     return std::nullopt;
   }
+  if (info.channels < 1 || info.samplerate < 1) {
+    *error = path + " has no usable audio (" + std::to_string(info.channels) + " channels at " +
+             std::to_string(info.samplerate) + " Hz)";
+    return std::nullopt;
+  }
   Audio audio;
   audio.sampleRate = info.samplerate;
   audio.fileFormat = info.format;
-  const auto frames = static_cast<std::size_t>(info.frames);
-  std::vector<float> interleaved(frames * static_cast<std::size_t>(info.channels));
-  const sf_count_t read = sf_readf_float(file.get(), interleaved.data(), info.frames);
-  const auto got = static_cast<std::size_t>(std::max<sf_count_t>(read, 0));
-  audio.channels.assign(static_cast<std::size_t>(info.channels), std::vector<float>(got));
-  for (std::size_t frame = 0; frame < got; ++frame) {
-    for (std::size_t c = 0; c < audio.channels.size(); ++c) {
-      audio.channels[c][frame] = interleaved[frame * audio.channels.size() + c];
+  audio.channels.assign(static_cast<std::size_t>(info.channels), {});
+  // In pieces until the end: some files (a FLAC stream without a length) do not say how long they are.
+  constexpr sf_count_t kChunkFrames = 65536;
+  std::vector<float> interleaved(static_cast<std::size_t>(kChunkFrames) * audio.channels.size());
+  for (;;) {
+    const sf_count_t read = sf_readf_float(file.get(), interleaved.data(), kChunkFrames);
+    if (read <= 0) {
+      break;
     }
+    for (std::size_t c = 0; c < audio.channels.size(); ++c) {
+      std::vector<float>& channel = audio.channels[c];
+      for (sf_count_t frame = 0; frame < read; ++frame) {
+        channel.push_back(interleaved[static_cast<std::size_t>(frame) * audio.channels.size() + c]);
+      }
+    }
+  }
+  if (sf_error(file.get()) != SF_ERR_NO_ERROR) {
+    *error = "cannot read " + path + ": " + sf_strerror(file.get());
+    return std::nullopt;
+  }
+  if (audio.Frames() == 0) {
+    *error = path + " holds no audio";
+    return std::nullopt;
   }
   return audio;
 }

@@ -1,4 +1,5 @@
 // veneer-host: a command-line host that plays the DAW for Veneer.
+#include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -17,9 +18,7 @@ void PrintUsage(std::ostream& out) {
       << host::ValidateUsage();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Dispatch(int argc, char** argv) {
   const std::vector<std::string> args(argv + std::min(argc, 2), argv + argc);
   const std::string command = argc > 1 ? argv[1] : "help";
   if (command == "help" || command == "--help" || command == "-h") {
@@ -35,4 +34,16 @@ int main(int argc, char** argv) {
   std::cerr << "veneer-host: unknown command '" << command << "'\n\n";
   PrintUsage(std::cerr);
   return host::kExitUsage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Whatever escapes (a file too large for memory, say) is one line and a failure, not a crash.
+  try {
+    return Dispatch(argc, argv);
+  } catch (const std::exception& failure) {
+    std::cerr << "veneer-host: " << failure.what() << "\n";
+    return host::kExitFailure;
+  }
 }
