@@ -249,6 +249,32 @@ TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
   }
 }
 
+TEST_F(VeneerHostTest, AFailedWriteLeavesTheOldFilesWhole) {
+  const std::string input = WriteInput("in.wav", 2, 44100);
+  std::ofstream(PathOf("out.wav")) << "the old file\n";
+  // A file-size limit stands in for a full disk: writes past it fail with EFBIG.
+  const std::vector<std::string> args{"/bin/sh",
+                                      "-c",
+                                      "trap '' XFSZ; ulimit -f 64; exec \"$0\" \"$@\"",
+                                      VENEER_HOST_PATH,
+                                      "render",
+                                      input,
+                                      "-o",
+                                      PathOf("out.wav"),
+                                      "--fast",
+                                      "--no-progress",
+                                      "--module",
+                                      VENEER_BUNDLE_PATH};
+  const auto result = testsupport::RunProgram(args, {"HOME=" + root_ + "/home"}, root_);
+  EXPECT_EQ(result.status, 1) << result.err;
+  EXPECT_NE(result.err.find("cannot write " + PathOf("out.wav")), std::string::npos) << result.err;
+  std::ifstream file(PathOf("out.wav"));
+  EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(file), {}) == "the old file\n") << "replaced";
+  for (const auto& entry : fs::directory_iterator(root_)) {
+    EXPECT_NE(entry.path().filename().string()[0], '.') << "a temporary file left behind: " << entry.path();
+  }
+}
+
 TEST_F(VeneerHostTest, PresetsRoundTripAsPropertyLists) {
   const std::string input = WriteInput("in.wav", 1, 2000);
   // The stand-in keeps its parameters in its elements, so its preset carries them. It is

@@ -7,6 +7,8 @@
 #include <limits>
 #include <memory>
 
+#include "FileAccess.h"
+
 namespace host {
 
 namespace {
@@ -100,10 +102,16 @@ bool WriteAudioFile(const std::string& path, const Audio& audio, std::string* er
     // FLAC holds integers only; the others keep the unit's float output exactly.
     info.format = *container | (*container == SF_FORMAT_FLAC ? SF_FORMAT_PCM_24 : SF_FORMAT_FLOAT);
   }
-  const SoundFile file(sf_open(path.c_str(), SFM_WRITE, &info));
+  // Into a file beside the target, renamed into place only when complete: a full disk
+  // leaves the old file (or none), never a shorter one that reads as good.
+  const std::optional<std::string> temp = companion::CreateFileBeside(path, error);
+  if (!temp) {
+    return false;
+  }
+  SNDFILE* file = sf_open(temp->c_str(), SFM_WRITE, &info);
   if (file == nullptr) {
     *error = "cannot write " + path + ": " + sf_strerror(nullptr);
-    return false;
+    return companion::CommitFileBeside(*temp, path, false, error);
   }
   const std::size_t frames = audio.Frames();
   std::vector<float> interleaved(frames * audio.channels.size());
@@ -112,12 +120,17 @@ bool WriteAudioFile(const std::string& path, const Audio& audio, std::string* er
       interleaved[frame * audio.channels.size() + c] = audio.channels[c][frame];
     }
   }
-  if (sf_writef_float(file.get(), interleaved.data(), static_cast<sf_count_t>(frames)) !=
-      static_cast<sf_count_t>(frames)) {
-    *error = "cannot write " + path + ": " + sf_strerror(file.get());
-    return false;
+  bool written =
+      sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(frames)) == static_cast<sf_count_t>(frames);
+  if (!written) {
+    *error = "cannot write " + path + ": " + sf_strerror(file);
   }
-  return true;
+  // Closing writes the header's final sizes, and can fail too.
+  if (sf_close(file) != 0 && written) {
+    *error = "cannot write " + path + ": " + sf_strerror(nullptr);
+    written = false;
+  }
+  return companion::CommitFileBeside(*temp, path, written, error);
 }
 
 Level MeasureLevel(const Audio& audio) {

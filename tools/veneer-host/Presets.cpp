@@ -5,6 +5,9 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <string_view>
+
+#include "FileAccess.h"
 
 namespace host {
 
@@ -33,13 +36,10 @@ bool SavePreset(AudioUnit unit, const std::string& path, std::string* error) {
     return false;
   }
   const auto bytes = static_cast<CFDataRef>(data.get());
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)), CFDataGetLength(bytes));
-  if (!file.flush()) {
-    *error = "cannot write " + path;
-    return false;
-  }
-  return true;
+  return companion::ReplaceFileAtomically(path,
+                                          std::string_view(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
+                                                           static_cast<std::size_t>(CFDataGetLength(bytes))),
+                                          error);
 }
 
 bool LoadPreset(AudioUnit unit, const std::string& path, std::string* error) {

@@ -2,7 +2,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 
@@ -217,9 +216,8 @@ int RunRender(const std::vector<std::string>& args) {
   PrintSummary(summary, facts);
   std::cout << summary.str();
   if (options.report) {
-    std::ofstream report(*options.report, std::ios::trunc);
-    if (!(report << summary.str()) || !report.flush()) {
-      return Fail(kExitFailure, "cannot write the report " + *options.report);
+    if (!companion::ReplaceFileAtomically(*options.report, summary.str(), &error)) {
+      return Fail(kExitFailure, error);
     }
     std::cout << "report written to " << *options.report << "\n";
   }
