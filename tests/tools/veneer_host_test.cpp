@@ -240,6 +240,21 @@ TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
     EXPECT_FALSE(fs::exists(PathOf("out.wav"))) << name;
   }
 
+  // No output may replace the input or another output; the input stays as it was.
+  const std::string mono = WriteInput("mono.wav", 1, 1000);
+  const auto before = fs::last_write_time(mono);
+  for (const std::vector<std::string>& clash :
+       {std::vector<std::string>{"render", mono, "-o", mono},
+        {"render", mono, "-o", root_ + "/./mono.wav"},
+        {"render", mono, "--report", mono},
+        {"render", mono, "--save-preset", PathOf("x.wav"), "-o", PathOf("x.wav")}}) {
+    const auto refused = Host(clash);
+    EXPECT_EQ(refused.status, 2) << clash[3];
+    EXPECT_NE(refused.err.find("name"), std::string::npos) << refused.err;
+  }
+  EXPECT_EQ(fs::last_write_time(mono), before);
+  EXPECT_FALSE(fs::exists(PathOf("x.wav")));
+
   for (const std::vector<std::string>& bad : {std::vector<std::string>{"render", input, "--block", "0"},
                                               {"render", input, "--set", "key=12"},
                                               {"render", input, "--component", "aufx"},

@@ -3,7 +3,9 @@
 #include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <sstream>
+#include <utility>
 
 #include "BlockReport.h"
 #include "Commands.h"
@@ -70,6 +72,39 @@ void NoteMissingVariant(const companion::SupportFolder& folder, const PluginLog&
   facts.missingVariantForced = forced.substr(0, forced.find('\n')).find(*facts.missingVariant) != std::string::npos;
 }
 
+// Whether two paths name one file: the same file when both exist (links included), else the same place.
+bool SameFile(const std::string& a, const std::string& b) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  if (fs::exists(a, error) && fs::exists(b, error)) {
+    return fs::equivalent(a, b, error);
+  }
+  return fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
+}
+
+// Every file the run writes must be its own: none may overwrite the input or another.
+bool OutputsAreDistinct(const RenderOptions& options, std::string* error) {
+  const std::pair<const char*, const std::optional<std::string>*> outputs[] = {
+      {"-o", &options.output}, {"--report", &options.report}, {"--save-preset", &options.savePreset}};
+  for (std::size_t i = 0; i < std::size(outputs); ++i) {
+    const auto& [option, path] = outputs[i];
+    if (!*path) {
+      continue;
+    }
+    if (options.input && SameFile(**path, *options.input)) {
+      *error = std::string(option) + " names the input file " + *options.input + "; choose another file";
+      return false;
+    }
+    for (std::size_t j = i + 1; j < std::size(outputs); ++j) {
+      if (*outputs[j].second && SameFile(**path, **outputs[j].second)) {
+        *error = std::string(option) + " and " + outputs[j].first + " name the same file " + **path;
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
 bool EnsureParentFolder(const std::string& path, std::string* error) {
   const std::filesystem::path parent = std::filesystem::path(path).parent_path();
   std::error_code failure;
@@ -112,6 +147,9 @@ int RunRender(const std::vector<std::string>& args) {
   }
   if (input.Frames() == 0) {
     return Fail(kExitUsage, "the input holds no audio");
+  }
+  if (!OutputsAreDistinct(options, &error)) {
+    return Fail(kExitUsage, error);
   }
   for (const std::optional<std::string>& path : {options.output, options.report}) {
     if (path && !EnsureParentFolder(*path, &error)) {
