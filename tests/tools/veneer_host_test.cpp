@@ -215,6 +215,29 @@ TEST_F(VeneerHostTest, TheSummaryTellsWhichBlocksWereBypassedAndWhy) {
   EXPECT_GT(bypassed, 10U) << "the link bypasses within about a second";
 }
 
+TEST_F(VeneerHostTest, AFastRenderHoldsAtEachScheduledChangeUntilItIsApplied) {
+  if (!kHostHasStandIns) {
+    GTEST_SKIP() << "no stand-in product in veneer-host here: nothing applies the settings";
+  }
+  const std::string input = WriteInput("in.wav", 1, 44100);
+  // 0.3 s is frame 13230; the first block of 512 from there starts at frame 13312 (0.302 s).
+  const auto result = Host({"render", input, "--fast", "--set", "key=2", "--set-at", "0.3:retune=0.4", "--set-at",
+                            "0.3:humanize=0.1", "--set-at", "0.75:retune=0.2"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  for (const char* line : {"before the run: seq 1 key=2; sent at 0.000 s of audio, applied at 0.000 s",
+                           "at 0.30 s: seq 2 retune=0.4 humanize=0.1; sent at 0.302 s of audio, applied at 0.302 s",
+                           "at 0.75 s: seq 3 retune=0.2; sent at 0.755 s of audio, applied at 0.755 s",
+                           "] ipc# 3 mode=0.000000 retune=0.200000"}) {
+    EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;
+  }
+
+  // A change at or after the end is refused before anything is written.
+  const auto late = Host({"render", input, "--fast", "-o", PathOf("late.wav"), "--set-at", "1:retune=0.4"});
+  EXPECT_EQ(late.status, 2);
+  EXPECT_NE(late.err.find("--set-at 1 s is not within the input, which lasts 1.000 s"), std::string::npos) << late.err;
+  EXPECT_FALSE(fs::exists(PathOf("late.wav")));
+}
+
 TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
   const std::string input = WriteInput("surround.wav", 6, 1000);
   const auto result = Host({"render", input, "--fast"});

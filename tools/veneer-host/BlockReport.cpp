@@ -27,11 +27,8 @@ std::vector<BlockRun> ClassifyBlocks(const RenderOutcome& outcome, std::size_t b
     bool through = pulled[block];
     BypassCause cause = through ? BypassCause::kNone : CauseAt(outcome.causes, block * blockFrames);
     if (block == 0) {
-      const BypassCause first = outcome.causes.empty() ? BypassCause::kNone : outcome.causes.front().cause;
-      const bool definite = first == BypassCause::kHost || first == BypassCause::kNoProduct;
-      const bool nextBypassed = pulled.size() > 1 && !pulled[1];
-      through = first == BypassCause::kNone || (!definite && !nextBypassed);
-      cause = through ? BypassCause::kNone : first;
+      cause = outcome.causes.empty() ? BypassCause::kNone : outcome.causes.front().cause;
+      through = cause == BypassCause::kNone;
     }
     if (!runs.empty() && runs.back().throughInner == through && runs.back().cause == cause) {
       runs.back().lastBlock = block;

@@ -19,8 +19,7 @@ struct BlockRun {
 
 // Consecutive blocks of one kind. A block counts as rendered by the inner unit when Veneer
 // read the host's audio in it; the very first block, which Veneer reads either way, counts
-// as bypassed when a cause held then and the next block was bypassed too (or the cause was
-// the host's bypass or no product).
+// as bypassed when a cause held as it began (the render waits for the link's first pass).
 std::vector<BlockRun> ClassifyBlocks(const RenderOutcome& outcome, std::size_t blockFrames);
 
 // "companion gone: the settings file is 10 s old or more" and the like.

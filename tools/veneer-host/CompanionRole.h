@@ -12,6 +12,7 @@
 
 #include "Arguments.h"
 #include "PluginLog.h"
+#include "RenderGate.h"
 #include "SupportFolder.h"
 
 namespace host {
@@ -20,6 +21,15 @@ namespace host {
 struct TimedSettings {
   double seconds = 0;
   std::vector<companion::SettingChange> changes;
+};
+
+// One settings file sent (or kept), and what became of it.
+struct SentSettings {
+  std::string when;                 // "before the run", "at 2.00 s"
+  std::string what;                 // "seq 2 retune=0.4"
+  std::optional<std::int64_t> seq;  // set when the file carries settings to wait for
+  std::size_t sentAtFrame = 0;
+  std::optional<std::size_t> appliedAtFrame;  // when its "ipc#" line was seen
 };
 
 class CompanionRole {
@@ -33,37 +43,53 @@ class CompanionRole {
   // current file, freshened (a quit marker in it becomes appRunning=1, since the application
   // that wrote it has gone), or writes one without settings when there is none.
   bool Start(const std::vector<companion::SettingChange>& settings, std::string* error);
-  // [main thread] Writes a new settings file (seq + 1) with `changes` on top of the current one;
-  // `when` describes the moment in the list of what was sent.
-  bool Send(const std::vector<companion::SettingChange>& changes, const std::string& when, std::string* error);
-  // [main thread] Settings to send as the render reaches their time, in order of time.
-  void Schedule(std::vector<TimedSettings> timed);
-  // [main thread] At `seconds` of audio: sends what is due, and freshens the file's
-  // modification time every 2 seconds (its content stays the writer's).
-  void Follow(double seconds);
+  // [main thread] Settings to send as the render reaches their time. Changes at one time go
+  // in one file.
+  void Schedule(std::vector<TimedSettings> timed, double sampleRate, bool realTime);
+  // [main thread] Where the render must hold: at the start until the settings sent before
+  // the run are applied and, faster than real time, at every scheduled change until it is.
+  [[nodiscard]] std::vector<std::size_t> Stops() const;
+  // [main thread] With `framesDone` rendered: sends what is due (at real time as the render
+  // passes it; faster, when the render holds at it), notes what the plug-in applied, lets
+  // the render on once the change it holds for is applied (or after 3 s), and freshens the
+  // file's modification time every 2 seconds (its content stays the writer's).
+  void Follow(std::size_t framesDone, RenderGate& gate);
   // [main thread] Whether the last settings sent still wait to be applied; gives up
   // 3 seconds after it is first asked.
   [[nodiscard]] bool AwaitingApplication();
-  // [main thread] One line per settings file sent: when, and what.
-  [[nodiscard]] const std::vector<std::string>& Sent() const { return sent_; }
+  // [main thread] What was sent, and when it was applied.
+  [[nodiscard]] const std::vector<SentSettings>& Sent() const { return sent_; }
   // [main thread] The "ipc# ..." lines logged since this run began.
   [[nodiscard]] std::vector<std::string> AppliedLines() const;
 
   [[nodiscard]] const companion::SupportFolder& Folder() const { return folder_; }
 
  private:
-  [[nodiscard]] bool LastSendApplied() const;
+  struct Scheduled {
+    std::size_t frame;
+    TimedSettings settings;
+  };
+
+  // Writes a new settings file (seq + 1) with `changes` on top of the current one.
+  bool Send(const std::vector<companion::SettingChange>& changes, const std::string& when, std::size_t frame,
+            std::string* error);
+  void SendScheduled(std::size_t index, std::size_t framesDone);
+  void NoteApplied(std::size_t framesDone);
+  // Whether the render may go on past the stop it holds at.
+  bool StopDone(std::size_t stop);
   void KeepAlive();
   // Renews the settings file's modification time (the heartbeat); writes one when it is gone.
   bool Touch(std::string* error) const;
 
   companion::SupportFolder folder_;
   PluginLog log_;
-  std::optional<std::int64_t> lastSentSeq_;
   std::time_t lastWrite_ = 0;
-  std::vector<TimedSettings> schedule_;
-  std::size_t nextTimed_ = 0;
-  std::vector<std::string> sent_;
+  std::vector<Scheduled> schedule_;
+  std::size_t nextScheduled_ = 0;
+  bool realTime_ = true;
+  std::vector<SentSettings> sent_;
+  std::optional<std::size_t> heldStop_;
+  double stopGiveUpAt_ = 0;
   double giveUpAt_ = 0;
 };
 

@@ -1,4 +1,8 @@
 // veneer-host render: a DAW playing one track through the plug-in.
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -105,6 +109,25 @@ bool OutputsAreDistinct(const RenderOptions& options, std::string* error) {
   return true;
 }
 
+// Veneer's link makes its first pass (heartbeat verdict, then the alive file) as it is
+// initialised. Waiting for it before the first block makes that block take the same path as
+// the blocks after it, so the summary can tell which path each took. [main thread]
+void AwaitFirstLinkPass(AudioUnit unit, const companion::SupportFolder& folder,
+                        std::filesystem::file_time_type initialized) {
+  AudioUnit inner = nullptr;
+  UInt32 size = sizeof inner;
+  if (AudioUnitGetProperty(unit, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) != noErr) {
+    return;  // not Veneer
+  }
+  const std::string alive = folder.File(companion::kAliveFile);
+  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  std::error_code error;
+  while (std::chrono::steady_clock::now() < giveUp &&
+         !(std::filesystem::exists(alive, error) && std::filesystem::last_write_time(alive, error) >= initialized)) {
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.005, false);
+  }
+}
+
 bool EnsureParentFolder(const std::string& path, std::string* error) {
   const std::filesystem::path parent = std::filesystem::path(path).parent_path();
   std::error_code failure;
@@ -148,6 +171,15 @@ int RunRender(const std::vector<std::string>& args) {
   if (input.Frames() == 0) {
     return Fail(kExitUsage, "the input holds no audio");
   }
+  const double seconds = static_cast<double>(input.Frames()) / input.sampleRate;
+  for (const TimedSettings& timed : options.timedSettings) {
+    if (timed.seconds >= seconds) {
+      char text[160];
+      std::snprintf(text, sizeof text, "--set-at %g s is not within the input, which lasts %.3f s", timed.seconds,
+                    seconds);
+      return Fail(kExitUsage, text);
+    }
+  }
   if (!OutputsAreDistinct(options, &error)) {
     return Fail(kExitUsage, error);
   }
@@ -176,7 +208,7 @@ int RunRender(const std::vector<std::string>& args) {
     if (!companionRole->Start(options.settings, &error)) {
       return Fail(kExitFailure, error);
     }
-    companionRole->Schedule(options.timedSettings);
+    companionRole->Schedule(options.timedSettings, input.sampleRate, options.realTime);
   }
 
   std::optional<PluginLog> pluginLog;
@@ -199,19 +231,27 @@ int RunRender(const std::vector<std::string>& args) {
         return Fail(kExitFailure, "parameter " + std::to_string(id) + " refused with " + std::to_string(status));
       }
     }
+    const auto initializing = std::filesystem::file_time_type::clock::now();
     if (const OSStatus status = session->Initialize(options.initializeOnWorker); status != noErr) {
       return Fail(kExitFailure, "initialising the unit failed with " + std::to_string(status));
     }
+    if (folder) {
+      AwaitFirstLinkPass(session->Unit(), *folder, initializing);
+    }
 
     ProgressBar progress(input.Frames(), input.sampleRate, options.progress);
+    RenderGate gate;
+    if (companionRole) {
+      gate.SetStops(companionRole->Stops());
+    }
     const auto tick = [&](std::size_t framesDone) {
       progress.Update(framesDone);
       if (companionRole) {
-        companionRole->Follow(static_cast<double>(framesDone) / input.sampleRate);
+        companionRole->Follow(framesDone, gate);
       }
     };
     const auto keepWaiting = [&] { return companionRole && companionRole->AwaitingApplication(); };
-    outcome = session->Run(options.realTime, tick, keepWaiting, [&] { return CompanionCause(folder); });
+    outcome = session->Run(options.realTime, gate, tick, keepWaiting, [&] { return CompanionCause(folder); });
     progress.Finish();
 
     if (options.savePreset && !SavePreset(session->Unit(), *options.savePreset, &error)) {

@@ -119,12 +119,16 @@ OSStatus RenderSession::ProvideInput(void* refCon, AudioUnitRenderActionFlags* /
   return noErr;
 }
 
-void RenderSession::RenderAll(bool realTime) {
+void RenderSession::RenderAll(bool realTime, RenderGate& gate) {
   const std::size_t total = input_.Frames();
   const Clock::time_point start = Clock::now();
   AudioTimeStamp timeStamp{};
   timeStamp.mFlags = kAudioTimeStampSampleTimeValid;
+  Clock::duration held{};
   while (renderPosition_ < total) {
+    const Clock::time_point holding = Clock::now();
+    gate.Pass(renderPosition_);
+    held += Clock::now() - holding;  // real-time pacing resumes after a hold
     const auto frames = static_cast<UInt32>(std::min<std::size_t>(blockFrames_, total - renderPosition_));
     for (UInt32 c = 0; c < outputList_->mNumberBuffers; ++c) {
       outputList_->mBuffers[c] = {1, frames * static_cast<UInt32>(sizeof(float)),
@@ -155,8 +159,9 @@ void RenderSession::RenderAll(bool realTime) {
     renderPosition_ += frames;
     framesDone_.store(renderPosition_, std::memory_order_release);
     if (realTime) {
-      std::this_thread::sleep_until(start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
-                                                static_cast<double>(renderPosition_) / input_.sampleRate)));
+      std::this_thread::sleep_until(start + held +
+                                    std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
+                                        static_cast<double>(renderPosition_) / input_.sampleRate)));
     }
   }
   finished_.store(true, std::memory_order_release);
@@ -190,12 +195,12 @@ void RenderSession::Observe(RenderOutcome& outcome, const std::function<BypassCa
   }
 }
 
-RenderOutcome RenderSession::Run(bool realTime, const std::function<void(std::size_t)>& tick,
+RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::function<void(std::size_t)>& tick,
                                  const std::function<bool()>& keepWaiting,
                                  const std::function<BypassCause()>& companionCause) {
   RenderOutcome outcome;
   Observe(outcome, companionCause);
-  std::thread renderThread([this, realTime] { RenderAll(realTime); });
+  std::thread renderThread([this, realTime, &gate] { RenderAll(realTime, gate); });
   while (!finished_.load(std::memory_order_acquire)) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
     Observe(outcome, companionCause);

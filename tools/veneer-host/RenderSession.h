@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "AudioFile.h"
+#include "RenderGate.h"
 
 namespace host {
 
@@ -73,15 +74,16 @@ class RenderSession {
   // [main thread] Renders the whole input on a render thread, paced at real time or as fast
   // as possible. Meanwhile runs the main run loop and calls `tick` with the frames rendered
   // so far, about 50 times a second; after the last block goes on while `keepWaiting` says so.
-  // `companionCause` tells whether the companion's files would make Veneer bypass now.
-  RenderOutcome Run(bool realTime, const std::function<void(std::size_t)>& tick,
+  // `companionCause` tells whether the companion's files would make Veneer bypass now. The
+  // render thread holds before a block wherever `gate` says.
+  RenderOutcome Run(bool realTime, RenderGate& gate, const std::function<void(std::size_t)>& tick,
                     const std::function<bool()>& keepWaiting, const std::function<BypassCause()>& companionCause);
 
  private:
   RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFrames);
 
   // [render thread] Every block, in order.
-  void RenderAll(bool realTime);
+  void RenderAll(bool realTime, RenderGate& gate);
   // [render thread] The unit's input: the file's samples from the current position.
   static OSStatus ProvideInput(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
                                UInt32 bus, UInt32 frames, AudioBufferList* data);

@@ -72,8 +72,14 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
   PrintInner(out, facts);
   if (facts.playsCompanion) {
     out << "  settings sent:\n";
-    for (const std::string& line : facts.sent) {
-      out << "    " << line << "\n";
+    for (const SentSettings& sent : facts.sent) {
+      out << "    " << sent.when << ": " << sent.what;
+      if (sent.seq) {
+        out << "; sent at " << Seconds(facts, sent.sentAtFrame) << " s of audio, "
+            << (sent.appliedAtFrame ? "applied at " + Seconds(facts, *sent.appliedAtFrame) + " s"
+                                    : std::string("not applied (no ipc# line)"));
+      }
+      out << "\n";
     }
     out << "  settings applied" << (facts.applied.empty() ? ": none logged" : ":") << "\n";
     for (const std::string& line : facts.applied) {

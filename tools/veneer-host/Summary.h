@@ -9,6 +9,7 @@
 
 #include "AudioFile.h"
 #include "BlockReport.h"
+#include "CompanionRole.h"
 #include "RenderSession.h"
 
 namespace host {
@@ -31,7 +32,7 @@ struct RunFacts {
   // "强制指定的版本没找到" in the log: the forced (or preferred) variant is not installed.
   std::optional<std::string> missingVariant;
   bool missingVariantForced = false;
-  std::vector<std::string> sent;             // one line per settings file sent
+  std::vector<SentSettings> sent;            // one per settings file sent
   std::vector<std::string> applied;          // the plug-in's "ipc#" lines
   bool playsCompanion = false;               // this run kept the heartbeat
   std::optional<std::string> supportFolder;  // none: no HOME

@@ -77,7 +77,7 @@ int RunValidate(const std::vector<std::string>& args) {
       return Fail(kExitUsage, error);
     }
     CompanionRole role(*folder);
-    if (!role.Prepare() || !role.Send(settings, "before validating", &error)) {
+    if (!role.Prepare() || !role.Start(settings, &error)) {
       return Fail(kExitFailure, error);
     }
   }
