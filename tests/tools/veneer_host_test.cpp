@@ -313,6 +313,32 @@ TEST_F(VeneerHostTest, AFailedWriteLeavesTheOldFilesWhole) {
   }
 }
 
+TEST_F(VeneerHostTest, ABundleIsLoadedAsItsInfoPlistDescribesIt) {
+  const std::string input = WriteInput("in.wav", 1, 1000);
+  // Another folder name than the module's, and a trailing slash.
+  fs::copy(VENEER_BUNDLE_PATH, PathOf("Renamed.component"), fs::copy_options::recursive);
+  auto result = Host({"render", input, "--fast", "--module", PathOf("Renamed.component/")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("unit:            Tonvale: Veneer " VENEER_VERSION " (aufx:Vnr1:Tnvl)"), std::string::npos)
+      << result.out;
+
+  // A stand-in's bundle brings its own codes, name, version and factory.
+  result = Host({"render", input, "--fast", "--standin", "none", "--module", STANDIN_BUNDLE_PATH});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("unit:            Stand-in: Auto-Tune Pro 1.0.0 (aumf:AT81:VST )"), std::string::npos)
+      << result.out;
+
+  // A bare module file says nothing of itself; a bundle without the codes asked for is refused.
+  for (const std::vector<std::string>& bad :
+       {std::vector<std::string>{"render", input, "--module", STANDIN_MODULE_PATH, "--factory", "StandInProFactory"},
+        {"render", input, "--module", STANDIN_BUNDLE_PATH, "--component", "aufx:Vnr1:Tnvl"},
+        {"render", input, "--module", root_}}) {
+    const auto refused = Host(bad);
+    EXPECT_EQ(refused.status, 2) << refused.err;
+    EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1) << refused.err;
+  }
+}
+
 TEST_F(VeneerHostTest, PresetsRoundTripAsPropertyLists) {
   const std::string input = WriteInput("in.wav", 1, 2000);
   // The stand-in keeps its parameters in its elements, so its preset carries them. It is

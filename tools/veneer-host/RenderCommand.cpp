@@ -266,7 +266,7 @@ int RunRender(const std::vector<std::string>& args) {
   RunFacts facts;
   facts.inputName = options.input.value_or("the embedded demo voice");
   facts.outputPath = *options.output;
-  facts.unitTitle = ComponentTitle(component) + " (" + DescriptionText(options.component.description) + ")";
+  facts.unitTitle = ComponentTitle(component);
   facts.seconds = static_cast<double>(input.Frames()) / input.sampleRate;
   facts.sampleRate = input.sampleRate;
   facts.channels = input.channels.size();

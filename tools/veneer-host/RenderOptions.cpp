@@ -180,8 +180,10 @@ veneer-demo.wav with a report in veneer-demo.txt.
   --fast                  render as fast as possible instead of at real time
   --initialize-on-worker  initialise the unit on another thread than the main one
   --component T:S:M       the unit to host by description (default aufx:Vnr1:Tnvl)
-  --module PATH           load the unit from a module file or .component bundle
-  --factory NAME          its factory function (default VeneerFactory)
+  --module PATH           load the unit from a .component bundle (its module, codes, name,
+                          version and factory as its Info.plist says) or a module file
+                          (Veneer's codes unless --component says otherwise)
+  --factory NAME          the factory function (default: the bundle's, or VeneerFactory)
   --standin NAME|none     stand-in product to register first (default "Auto-Tune Pro";
                           pro, advanced, 2026, artist, efx; none: only installed ones)
   --set KEY=VALUE         settings sent as the companion application before the run

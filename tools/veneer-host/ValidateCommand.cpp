@@ -81,8 +81,7 @@ int RunValidate(const std::vector<std::string>& args) {
       return Fail(kExitFailure, error);
     }
   }
-  std::cout << "validating " << ComponentTitle(component) << " (" << DescriptionText(choice.description) << ")"
-            << std::endl;
+  std::cout << "validating " << ComponentTitle(component) << std::endl;
   return Validator(component, std::cout).RunAll() ? kExitOk : kExitFailure;
 }
 
