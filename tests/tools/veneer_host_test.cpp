@@ -282,8 +282,19 @@ TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
                                               {"render", input, "--set", "key=12"},
                                               {"render", input, "--component", "aufx"},
                                               {"render", "missing.wav"},
+                                              {"render", input, "--block", "1024", "--max-frames", "512"},
+                                              {"render", input, "--home", root_ + "/nowhere"},
                                               {"play"}}) {
-    EXPECT_EQ(Host(bad).status, 2) << bad.back();
+    const auto refused = Host(bad);
+    EXPECT_EQ(refused.status, 2) << bad.back();
+    EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1) << refused.err;
+  }
+  for (const char* asked : {"--help", "--version"}) {
+    const auto answered = Host({"render", asked});
+    EXPECT_EQ(answered.status, 0) << asked;
+    EXPECT_NE(answered.out.find(asked == std::string("--help") ? "--set-at" : "veneer-host " VENEER_VERSION),
+              std::string::npos)
+        << answered.out;
   }
 }
 

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -511,17 +512,29 @@ TEST_F(VeneerctlVariant, UnknownNameListsTheNamesAndWritesNothing) {
 
 using VeneerctlCommandLine = VeneerctlTest;
 
-TEST_F(VeneerctlCommandLine, HelpAndUnknownCommands) {
+TEST_F(VeneerctlCommandLine, HelpVersionsAndUnknownCommands) {
   const RunResult help = Run({"help"});
   EXPECT_EQ(help.status, 0);
-  EXPECT_NE(help.out.find("usage: veneerctl"), std::string::npos);
-  EXPECT_EQ(Run({}).out, help.out);
+  EXPECT_NE(help.out.find("Usage: veneerctl"), std::string::npos);
+  EXPECT_EQ(help.out.rfind(Run({}).out, 0), 0U) << "without a command: the same overview";
+  EXPECT_NE(help.out.find("--interval"), std::string::npos) << "help lists every command's options";
+
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"set", "--help"}, {"variant", "force", "--help"}, {"--help", "log"}, {"--version"}}) {
+    const RunResult answered = Run(args);
+    EXPECT_EQ(answered.status, 0) << args.front();
+    EXPECT_EQ(answered.err, "");
+    EXPECT_NE(answered.out.find(args.front() == "--version" ? "veneerctl " VENEER_VERSION : "Usage: veneerctl"),
+              std::string::npos)
+        << answered.out;
+  }
+  EXPECT_NE(Run({"set", "--help"}).out.find("wetDry"), std::string::npos) << "set's help names the keys";
 
   const RunResult unknown = Run({"restart"});
   EXPECT_EQ(unknown.status, 2);
   EXPECT_EQ(unknown.out, "");
   EXPECT_NE(unknown.err.find("restart"), std::string::npos);
-  EXPECT_NE(unknown.err.find("usage: veneerctl"), std::string::npos);
+  EXPECT_EQ(std::count(unknown.err.begin(), unknown.err.end(), '\n'), 1) << unknown.err;
 }
 
 }  // namespace

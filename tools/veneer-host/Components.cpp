@@ -186,7 +186,7 @@ bool ParseComponentOption(const std::string& option, const std::string& value, C
   if (option == "--component") {
     const auto description = ParseDescription(value);
     if (!description) {
-      *error = "--component needs TYPE:SUBTYPE:MANUFACTURER, three four-character codes, not '" + value + "'";
+      *error = "needs TYPE:SUBTYPE:MANUFACTURER, three four-character codes, not '" + value + "'";
     } else {
       choice.description = *description;
       choice.descriptionGiven = true;

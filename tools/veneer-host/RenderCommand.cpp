@@ -142,15 +142,10 @@ bool EnsureParentFolder(const std::string& path, std::string* error) {
 
 }  // namespace
 
-int RunRender(const std::vector<std::string>& args) {
+int RunRender(RenderOptions options) {
   std::string error;
-  std::optional<RenderOptions> parsed = ParseRenderOptions(args, &error);
-  if (!parsed) {
-    return Fail(kExitUsage, error + "\n\n" + RenderUsage());
-  }
-  RenderOptions& options = *parsed;
-  if (options.home && setenv("HOME", options.home->c_str(), 1) != 0) {
-    return Fail(kExitUsage, "cannot use --home " + *options.home);
+  if (const auto clash = CheckRenderOptions(options)) {
+    return Fail(kExitUsage, *clash);
   }
 
   // The audio first: bad input is refused before anything is opened or written.

@@ -70,30 +70,14 @@ void PrintReport(const std::string& text) {
   std::cout.flush();
 }
 
-std::optional<bool> ParseFollow(const std::vector<std::string>& args) {
-  bool follow = false;
-  for (const std::string& arg : args) {
-    if (arg != "--follow" && arg != "-f") {
-      std::cerr << "veneerctl changes: unexpected argument '" << arg << "'\n";
-      return std::nullopt;
-    }
-    follow = true;
-  }
-  return follow;
-}
-
 }  // namespace
 
-int RunChanges(const Invocation& invocation) {
-  const auto follow = ParseFollow(invocation.args);
-  if (!follow) {
-    return kExitUsage;
-  }
+int RunChanges(const Invocation& invocation, bool follow) {
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;
   }
-  if (*follow) {
+  if (follow) {
     InstallStopHandlers();
   }
   const std::string path = folder->File(kBackFile);
@@ -103,7 +87,7 @@ int RunChanges(const Invocation& invocation) {
   } else {
     std::cout << "no manual changes reported yet (" << path << " is missing)" << std::endl;
   }
-  if (!*follow) {
+  if (!follow) {
     return shown ? kExitOk : kExitFailure;
   }
   while (SleepUnlessStopped(kPollSeconds)) {

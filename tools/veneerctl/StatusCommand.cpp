@@ -74,10 +74,6 @@ void PrintHeartbeat(const SupportFolder& folder, std::time_t now) {
 }  // namespace
 
 int RunStatus(const Invocation& invocation) {
-  if (!invocation.args.empty()) {
-    std::cerr << "veneerctl status: unexpected argument '" << invocation.args.front() << "'\n";
-    return kExitUsage;
-  }
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;
