@@ -1,8 +1,18 @@
 // Runs the real veneer-host against a temporary home folder, with Veneer loaded
 // from its bundle in the build tree, and checks the audio it writes.
 #include <CoreFoundation/CoreFoundation.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#if defined(__APPLE__)
+#include <util.h>
+#else
+#include <pty.h>
+#endif
 
 #include <algorithm>
 #include <chrono>
@@ -236,6 +246,51 @@ TEST_F(VeneerHostTest, AFastRenderHoldsAtEachScheduledChangeUntilItIsApplied) {
   EXPECT_EQ(late.status, 2);
   EXPECT_NE(late.err.find("--set-at 1 s is not within the input, which lasts 1.000 s"), std::string::npos) << late.err;
   EXPECT_FALSE(fs::exists(PathOf("late.wav")));
+}
+
+TEST_F(VeneerHostTest, TheProgressBarStaysOnOneLineOfANarrowTerminal) {
+  const std::string input = WriteInput("in.wav", 1, 26460);  // 0.6 s at real time
+  int terminal = -1;
+  int side = -1;
+  winsize size{};
+  size.ws_col = 40;
+  size.ws_row = 20;
+  ASSERT_EQ(openpty(&terminal, &side, nullptr, nullptr, &size), 0);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, side, STDERR_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  const std::string home = "HOME=" + root_ + "/home";
+  std::vector<std::string> args{VENEER_HOST_PATH, "render", input, "--module", VENEER_BUNDLE_PATH};
+  std::vector<char*> argv;
+  for (std::string& arg : args) {
+    argv.push_back(arg.data());
+  }
+  argv.push_back(nullptr);
+  std::vector<char*> env{const_cast<char*>(home.c_str()), nullptr};
+  pid_t pid = -1;
+  ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), env.data()), 0);
+  posix_spawn_file_actions_destroy(&actions);
+  close(side);
+  std::string shown;
+  char buffer[4096];
+  for (ssize_t got; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
+    shown.append(buffer, static_cast<std::size_t>(got));
+  }
+  close(terminal);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << shown;
+
+  // Redraws over one line: no line end but the last, each redraw shorter than the width.
+  EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 1) << shown;
+  EXPECT_GE(std::count(shown.begin(), shown.end(), '\r'), 3) << shown;
+  std::istringstream redraws(shown);
+  for (std::string redraw; std::getline(redraws, redraw, '\r');) {
+    redraw = redraw.substr(0, redraw.find("\x1b[K"));
+    EXPECT_LT(redraw.size(), 40U) << redraw;
+  }
+  EXPECT_NE(shown.find("100%  0.60 / 0.60 s"), std::string::npos) << shown;
 }
 
 TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
