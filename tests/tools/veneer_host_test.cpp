@@ -420,29 +420,51 @@ TEST_F(VeneerHostTest, PresetsRoundTripAsPropertyLists) {
   ASSERT_EQ(with({"--load-preset", PathOf("a.aupreset"), "--save-preset", PathOf("b.aupreset")}).status, 0);
   ASSERT_EQ(with({"--save-preset", PathOf("default.aupreset")}).status, 0);
 
-  auto text = [&](const std::string& name) {
-    std::ifstream file(PathOf(name));
-    return std::string(std::istreambuf_iterator<char>(file), {});
+  // Each preset read back as the property list it must be: the unit's state, named after the file.
+  auto entry = [&](const std::string& file, CFStringRef key) {
+    std::ifstream in(PathOf(file));
+    const std::string text(std::istreambuf_iterator<char>(in), {});
+    EXPECT_EQ(text.rfind("<?xml", 0), 0U) << file;
+    const CFDataRef data =
+        CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(text.data()), static_cast<CFIndex>(text.size()));
+    const CFPropertyListRef plist =
+        CFPropertyListCreateWithData(nullptr, data, kCFPropertyListImmutable, nullptr, nullptr);
+    CFRelease(data);
+    const void* value = plist == nullptr ? nullptr : CFDictionaryGetValue(static_cast<CFDictionaryRef>(plist), key);
+    const CFTypeRef kept = value == nullptr ? nullptr : CFRetain(value);
+    if (plist != nullptr) {
+      CFRelease(plist);
+    }
+    return kept;
   };
-  EXPECT_EQ(text("a.aupreset"), text("b.aupreset"));
-  EXPECT_NE(text("a.aupreset"), text("default.aupreset"));
-  const std::string preset = text("a.aupreset");
-  const CFDataRef data =
-      CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(preset.data()), static_cast<CFIndex>(preset.size()));
-  const CFPropertyListRef plist =
-      CFPropertyListCreateWithData(nullptr, data, kCFPropertyListImmutable, nullptr, nullptr);
-  ASSERT_NE(plist, nullptr);
-  EXPECT_EQ(preset.rfind("<?xml", 0), 0U);
-  EXPECT_NE(CFDictionaryGetValue(static_cast<CFDictionaryRef>(plist), CFSTR("data")), nullptr);
-  CFRelease(plist);
-  CFRelease(data);
+  const CFTypeRef a = entry("a.aupreset", CFSTR("data"));
+  const CFTypeRef b = entry("b.aupreset", CFSTR("data"));
+  const CFTypeRef plain = entry("default.aupreset", CFSTR("data"));
+  const CFTypeRef name = entry("a.aupreset", CFSTR("name"));
+  ASSERT_TRUE(a != nullptr && b != nullptr && plain != nullptr && name != nullptr);
+  EXPECT_TRUE(CFEqual(a, b)) << "a preset loaded and saved again keeps the values";
+  EXPECT_FALSE(CFEqual(a, plain));
+  EXPECT_TRUE(CFEqual(name, CFSTR("a"))) << "named after its file";
+  for (const CFTypeRef value : {a, b, plain, name}) {
+    CFRelease(value);
+  }
 
   // Another unit's preset, or no preset at all, is refused before anything renders.
   const auto foreign = Host({"render", input, "--fast", "--load-preset", PathOf("a.aupreset")});
   EXPECT_EQ(foreign.status, 2);
-  EXPECT_NE(foreign.err.find("refused the preset"), std::string::npos) << foreign.err;
+  EXPECT_NE(foreign.err.find("is a preset of aumf:AT81:VST , not of the unit hosted (aufx:Vnr1:Tnvl)"),
+            std::string::npos)
+      << foreign.err;
   std::ofstream(PathOf("junk.aupreset")) << "not a plist";
   EXPECT_EQ(Host({"render", input, "--fast", "--load-preset", PathOf("junk.aupreset")}).status, 2);
+
+  // Every output's folder is made; a preset that cannot be written is found before the render.
+  ASSERT_EQ(with({"--save-preset", PathOf("new/folder/c.aupreset")}).status, 0);
+  EXPECT_TRUE(fs::exists(PathOf("new/folder/c.aupreset")));
+  const auto unwritable = with({"-o", PathOf("out.wav"), "--save-preset", input + "/d.aupreset"});
+  EXPECT_EQ(unwritable.status, 1);
+  EXPECT_NE(unwritable.err.find(input), std::string::npos) << unwritable.err;
+  EXPECT_FALSE(fs::exists(PathOf("out.wav"))) << "nothing rendered";
 }
 
 TEST_F(VeneerHostTest, TheEmbeddedDemoWritesItsResultAndReport) {

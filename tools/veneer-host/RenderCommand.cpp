@@ -128,16 +128,23 @@ void AwaitFirstLinkPass(AudioUnit unit, const companion::SupportFolder& folder,
   }
 }
 
-bool EnsureParentFolder(const std::string& path, std::string* error) {
+// Creates the file's folder when missing and proves that a file can be written there, so a
+// render is never lost to an output it could not write. [main thread]
+bool PrepareOutput(const std::string& path, std::string* error) {
   const std::filesystem::path parent = std::filesystem::path(path).parent_path();
   std::error_code failure;
   if (!parent.empty()) {
     std::filesystem::create_directories(parent, failure);
   }
   if (failure) {
-    *error = "cannot create the folder " + parent.string() + ": " + failure.message();
+    *error = "cannot create the folder " + parent.string() + " for " + path + ": " + failure.message();
+    return false;
   }
-  return !failure;
+  const std::optional<std::string> probe = companion::CreateFileBeside(path, error);
+  if (!probe) {
+    return false;
+  }
+  return !companion::CommitFileBeside(*probe, path, false, error);
 }
 
 }  // namespace
@@ -178,8 +185,8 @@ int RunRender(RenderOptions options) {
   if (!OutputsAreDistinct(options, &error)) {
     return Fail(kExitUsage, error);
   }
-  for (const std::optional<std::string>& path : {options.output, options.report}) {
-    if (path && !EnsureParentFolder(*path, &error)) {
+  for (const std::optional<std::string>& path : {options.output, options.report, options.savePreset}) {
+    if (path && !PrepareOutput(*path, &error)) {
       return Fail(kExitFailure, error);
     }
   }
