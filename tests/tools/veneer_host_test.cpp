@@ -237,6 +237,8 @@ TEST_F(VeneerHostTest, AFastRenderHoldsAtEachScheduledChangeUntilItIsApplied) {
   for (const char* line : {"before the run: seq 1 key=2; sent at 0.000 s of audio, applied at 0.000 s",
                            "at 0.30 s: seq 2 retune=0.4 humanize=0.1; sent at 0.302 s of audio, applied at 0.302 s",
                            "at 0.75 s: seq 3 retune=0.2; sent at 0.755 s of audio, applied at 0.755 s",
+                           "seq 1 as sent: key=2\n      Veneer's line, in the product's units: [",
+                           "seq 3 as sent: retune=0.2\n      Veneer's line, in the product's units: [",
                            "] ipc# 3 mode=0.000000 retune=0.200000"}) {
     EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;
   }

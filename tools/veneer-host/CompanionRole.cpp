@@ -42,8 +42,12 @@ bool CompanionRole::Send(const std::vector<companion::SettingChange>& changes, c
     text += " " + std::string(companion::kStateKeys[change.index].name) + "=" + companion::FormatNumber(change.value);
   }
   SentSettings sent{
-      when, "seq " + std::to_string(*written.seq) + (text.empty() ? " (no settings: the product keeps its own)" : text),
-      std::nullopt, frame, std::nullopt};
+      when,
+      "seq " + std::to_string(*written.seq) + (text.empty() ? " (no settings: the product keeps its own)" : text),
+      text,
+      std::nullopt,
+      frame,
+      std::nullopt};
   if (!changes.empty()) {
     sent.seq = written.seq;  // a file without settings has nothing to wait for
   }
@@ -65,12 +69,12 @@ bool CompanionRole::Start(const std::vector<companion::SettingChange>& settings,
       return false;
     }
     sent_.push_back(
-        {"before the run", seq + " kept, its quit marker replaced by appRunning=1", std::nullopt, 0, std::nullopt});
+        {"before the run", seq + " kept, its quit marker replaced by appRunning=1", "", std::nullopt, 0, std::nullopt});
   } else if (!Touch(error)) {
     return false;
   } else {
-    sent_.push_back(
-        {"before the run", seq + " kept (the file's settings; only its time renewed)", std::nullopt, 0, std::nullopt});
+    sent_.push_back({"before the run", seq + " kept (the file's settings; only its time renewed)", "", std::nullopt, 0,
+                     std::nullopt});
   }
   lastWrite_ = std::time(nullptr);
   return true;
@@ -108,7 +112,7 @@ void CompanionRole::SendScheduled(std::size_t index, std::size_t framesDone) {
   std::string error;
   if (!Send(timed.changes, when, framesDone, &error)) {
     std::cerr << "veneer-host: " << error << "\n";
-    sent_.push_back({when, "not sent: " + error, std::nullopt, framesDone, std::nullopt});
+    sent_.push_back({when, "not sent: " + error, "", std::nullopt, framesDone, std::nullopt});
   }
 }
 

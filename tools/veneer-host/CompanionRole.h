@@ -27,6 +27,7 @@ struct TimedSettings {
 struct SentSettings {
   std::string when;                 // "before the run", "at 2.00 s"
   std::string what;                 // "seq 2 retune=0.4"
+  std::string changes;              // " retune=0.4": the values as they were given
   std::optional<std::int64_t> seq;  // set when the file carries settings to wait for
   std::size_t sentAtFrame = 0;
   std::optional<std::size_t> appliedAtFrame;  // when its "ipc#" line was seen

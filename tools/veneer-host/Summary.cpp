@@ -26,6 +26,20 @@ std::string Seconds(const RunFacts& facts, std::size_t frame) {
   return Fixed(static_cast<double>(std::min(frame, facts.frames)) / facts.sampleRate, 3);
 }
 
+// The plug-in's "ipc#" line holds the values as it sent them to the product (key and scale
+// already divided by the product's divisors) and every value, sent or not; next to it goes
+// what this run sent, in the units it was given.
+std::string AppliedText(const RunFacts& facts, const std::string& line) {
+  const std::size_t at = line.find("ipc# ");
+  const std::string seq = at == std::string::npos ? "" : line.substr(at + 5, line.find(' ', at + 5) - at - 5);
+  for (const SentSettings& sent : facts.sent) {
+    if (sent.seq && std::to_string(*sent.seq) == seq) {
+      return "seq " + seq + " as sent:" + sent.changes + "\n      Veneer's line, in the product's units: " + line;
+    }
+  }
+  return "seq " + seq + ", not sent by this run\n      Veneer's line, in the product's units: " + line;
+}
+
 void PrintInner(std::ostream& out, const RunFacts& facts) {
   const RenderOutcome& outcome = *facts.outcome;
   out << "  inner unit:      ";
@@ -83,7 +97,7 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
     }
     out << "  settings applied" << (facts.applied.empty() ? ": none logged" : ":") << "\n";
     for (const std::string& line : facts.applied) {
-      out << "    " << line << "\n";
+      out << "    " << AppliedText(facts, line) << "\n";
     }
   } else {
     out << "  settings:        none: this run left the companion's files alone (Veneer follows the application, "
