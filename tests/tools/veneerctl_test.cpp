@@ -368,8 +368,8 @@ TEST_F(VeneerctlStatus, StaleFilesMeanStoppedAndBypass) {
   Write("plugin_state.txt", "seq=12\n");
   Age("plugin_state.txt", 10);
   const RunResult result = Run({"status"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_NE(result.out.find("age:            6 s"), std::string::npos) << result.out;
+  EXPECT_EQ(result.status, 3) << "scripts tell a stopped plug-in from a running one";
+  EXPECT_NE(result.out.find("age:            6 s old"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("inner unit:     no\n"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("classic mode:   off\n"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("plug-in stopped or not loaded"), std::string::npos) << result.out;
@@ -377,6 +377,20 @@ TEST_F(VeneerctlStatus, StaleFilesMeanStoppedAndBypass) {
 
   Write("plugin_state.txt", "seq=12\nappRunning=0\n");
   EXPECT_NE(Run({"status"}).out.find("quit marker appRunning=0, the plug-in will bypass"), std::string::npos);
+}
+
+TEST_F(VeneerctlStatus, TimesAheadOfTheClockAreSaidToBe) {
+  Write("veneer_alive.txt", "t=1\nvariant=none\ninner=0\nclassic=0\n");
+  Age("veneer_alive.txt", -300);
+  Write("plugin_state.txt", "seq=4\nappRunning=1\n");
+  Age("plugin_state.txt", -300);
+  const RunResult result = Run({"status"});
+  EXPECT_EQ(result.status, 0);
+  for (const char* line :
+       {"age:            300 s in the future", "the file's time is ahead of this clock",
+        "settings file:  300 s in the future, seq 4 - heartbeat OK (a time ahead counts as fresh)"}) {
+    EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;
+  }
 }
 
 TEST_F(VeneerctlStatus, MissingAliveFile) {
@@ -411,6 +425,18 @@ TEST_F(VeneerctlChanges, MissingReport) {
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.out.find("no manual changes reported yet"), std::string::npos) << result.out;
   EXPECT_EQ(Run({"changes", "--all"}).status, 2);
+}
+
+TEST_F(VeneerctlChanges, AnEmptyOrCutReportIsSaidToBeOne) {
+  for (const auto& [text, problem] :
+       std::vector<std::pair<std::string, std::string>>{{"", "is empty"},
+                                                        {"retune=0.2500\n", "not a whole report"},
+                                                        {"seq=1763163219123\nretune=0.25", "not a whole"}}) {
+    Write("plugin_params_back.txt", text);
+    const RunResult result = Run({"changes"});
+    EXPECT_EQ(result.status, 1) << text;
+    EXPECT_NE(result.out.find(problem), std::string::npos) << result.out;
+  }
 }
 
 TEST_F(VeneerctlChanges, FollowPrintsEachNewReport) {

@@ -45,7 +45,7 @@ int RunCommandLine(int argc, char** argv) {
   app.footer(
       "Works on the files in $HOME/Library/Application Support/Tonvale/; --home DIR (anywhere on the line)\n"
       "replaces $HOME. exit status: 0 done, 1 nothing to show or a file operation failed, 2 bad arguments\n"
-      "(nothing written)");
+      "(nothing written); status: 3 when the plug-in is stopped or not loaded");
   Invocation invocation;
   app.add_option_function<std::string>(
          "--home", [&](const std::string& folder) { invocation.home = folder; }, "use DIR as the home folder")
@@ -84,6 +84,7 @@ int RunCommandLine(int argc, char** argv) {
       ->check(CLI::Range(1L, 999999999L));
 
   CLI::App* status = app.add_subcommand("status", "is the plug-in running, which variant, is the heartbeat fresh");
+  status->footer("exit status: 0 plug-in running, 3 stopped or not loaded, 1 no alive file");
 
   bool followChanges = false;
   CLI::App* changesCommand =

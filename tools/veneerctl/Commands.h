@@ -17,6 +17,7 @@ using namespace companion;  // NOLINT(google-build-using-namespace)
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailure = 1;  // something to report is missing, or a file operation failed
 inline constexpr int kExitUsage = 2;    // bad arguments or no HOME; nothing was written
+inline constexpr int kExitStopped = 3;  // status: an alive file, but no plug-in instance keeps it fresh
 
 struct Invocation {
   std::optional<std::string> home;  // --home DIR
