@@ -255,6 +255,12 @@ TEST_F(VeneerctlSet, EveryBadInputIsRefusedAndWritesNothing) {
 TEST_F(VeneerctlSet, BadInputCreatesNoFolder) {
   EXPECT_EQ(Run({"set", "scale=20"}).status, 2);
   EXPECT_FALSE(std::filesystem::exists(folder_));
+  // A home folder that does not exist is a mistake, not a place to build a new tree.
+  const RunResult nowhere = Run({"set", "key=1", "--home", root_ + "/nowhere"}, false);
+  EXPECT_EQ(nowhere.status, 2);
+  EXPECT_NE(nowhere.err.find("nowhere"), std::string::npos) << nowhere.err;
+  EXPECT_FALSE(std::filesystem::exists(root_ + "/nowhere"));
+  EXPECT_EQ(Run({"--home=" + home_, "set", "key=1"}, false).status, 0) << "--home=DIR, before the command";
 }
 
 TEST_F(VeneerctlSet, HomeComesFromTheEnvironmentUnlessGiven) {
