@@ -3,6 +3,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
@@ -23,6 +24,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AudioFile.h"
@@ -82,6 +84,20 @@ class VeneerHostTest : public ::testing::Test {
     return PathOf(name);
   }
 
+  // veneer-host started in the background with `actions` on its files; -1 when it could not be.
+  pid_t Spawn(std::vector<std::string> args, const posix_spawn_file_actions_t* actions) const {
+    args.insert(args.begin(), VENEER_HOST_PATH);
+    std::vector<char*> argv;
+    for (std::string& arg : args) {
+      argv.push_back(arg.data());
+    }
+    argv.push_back(nullptr);
+    std::string home = "HOME=" + root_ + "/home";
+    char* env[] = {home.data(), nullptr};
+    pid_t pid = -1;
+    return posix_spawn(&pid, argv[0], actions, nullptr, argv.data(), env) == 0 ? pid : -1;
+  }
+
   static host::Audio Read(const std::string& path) {
     std::string error;
     auto audio = host::ReadAudioFile(path, 8, &error);
@@ -111,6 +127,10 @@ TEST_F(VeneerHostTest, RendersThroughTheStandInWhenTheCompanionIsAlive) {
   }
   EXPECT_NE(result.out.find("variant:         Stand-in: Auto-Tune Pro 1.0.0"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("rendered 74 of 74 blocks"), std::string::npos);
+  std::ifstream header(PathOf("in-veneer.wav"), std::ios::binary);
+  unsigned char head[22] = {};
+  header.read(reinterpret_cast<char*>(head), sizeof head);
+  EXPECT_EQ(head[20] | (head[21] << 8), 0xFFFE) << "float WAV written with the extensible header";
   EXPECT_NE(result.out.find("] ipc# 1 "), std::string::npos) << "settings applied";
   EXPECT_NE(result.out.find("74 blocks, "), std::string::npos) << "22050 frames in blocks of 300";
   EXPECT_NE(result.out.find("plugin_state.txt"), std::string::npos) << "support folder listing";
@@ -262,17 +282,9 @@ TEST_F(VeneerHostTest, TheProgressBarStaysOnOneLineOfANarrowTerminal) {
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, side, STDERR_FILENO);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  const std::string home = "HOME=" + root_ + "/home";
-  std::vector<std::string> args{VENEER_HOST_PATH, "render", input, "--module", VENEER_BUNDLE_PATH};
-  std::vector<char*> argv;
-  for (std::string& arg : args) {
-    argv.push_back(arg.data());
-  }
-  argv.push_back(nullptr);
-  std::vector<char*> env{const_cast<char*>(home.c_str()), nullptr};
-  pid_t pid = -1;
-  ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), env.data()), 0);
+  const pid_t pid = Spawn({"render", input, "--module", VENEER_BUNDLE_PATH}, &actions);
   posix_spawn_file_actions_destroy(&actions);
+  ASSERT_GT(pid, 0);
   close(side);
   std::string shown;
   char buffer[4096];
@@ -293,6 +305,42 @@ TEST_F(VeneerHostTest, TheProgressBarStaysOnOneLineOfANarrowTerminal) {
     EXPECT_LT(redraw.size(), 40U) << redraw;
   }
   EXPECT_NE(shown.find("100%  0.60 / 0.60 s"), std::string::npos) << shown;
+}
+
+TEST_F(VeneerHostTest, CtrlCClosesTheUnitAndSaysWhatWasLeft) {
+  const std::string input = WriteInput("in.wav", 1, 3 * 44100);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, PathOf("err.txt").c_str(), O_WRONLY | O_CREAT, 0644);
+  const pid_t pid = Spawn({"render", input, "-o", PathOf("out.wav"), "--module", VENEER_BUNDLE_PATH}, &actions);
+  posix_spawn_file_actions_destroy(&actions);
+  ASSERT_GT(pid, 0);
+  // Interrupted once the render is under way: the log shows its first renders.
+  const std::string log = root_ + "/home/Library/Application Support/Tonvale/veneer_debug.log";
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  auto logged = [&] {
+    std::ifstream file(log);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  while (logged().find("Render called") == std::string::npos && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  kill(pid, SIGINT);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  std::ifstream err(PathOf("err.txt"));
+  const std::string said(std::istreambuf_iterator<char>(err), {});
+  ASSERT_TRUE(WIFEXITED(status)) << "ended by the signal instead of stopping";
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  EXPECT_NE(said.find("interrupted after "), std::string::npos) << said;
+  EXPECT_NE(said.find("of 3.00 s of audio; the unit was uninitialised and closed; nothing was written"),
+            std::string::npos)
+      << said;
+  EXPECT_FALSE(fs::exists(PathOf("out.wav")));
+  const std::string closing = logged();
+  EXPECT_NE(closing.find("Cleanup called"), std::string::npos) << closing;
+  EXPECT_NE(closing.find("inner unit disposed"), std::string::npos) << closing;
 }
 
 TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {

@@ -102,6 +102,12 @@ bool WriteAudioFile(const std::string& path, const Audio& audio, std::string* er
     // FLAC holds integers only; the others keep the unit's float output exactly.
     info.format = *container | (*container == SF_FORMAT_FLAC ? SF_FORMAT_PCM_24 : SF_FORMAT_FLOAT);
   }
+  // Float samples in WAV carry the extensible header, which readers expect of anything but
+  // 8- and 16-bit integers.
+  const int samples = info.format & SF_FORMAT_SUBMASK;
+  if (*container == SF_FORMAT_WAV && (samples == SF_FORMAT_FLOAT || samples == SF_FORMAT_DOUBLE)) {
+    info.format = SF_FORMAT_WAVEX | samples;
+  }
   // Into a file beside the target, renamed into place only when complete: a full disk
   // leaves the old file (or none), never a shorter one that reads as good.
   const std::optional<std::string> temp = companion::CreateFileBeside(path, error);

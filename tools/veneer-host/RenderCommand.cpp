@@ -21,6 +21,7 @@
 #include "ProgressBar.h"
 #include "RenderOptions.h"
 #include "RenderSession.h"
+#include "StopSignal.h"
 #include "Summary.h"
 #include "TestSignal.h"
 
@@ -246,7 +247,13 @@ int RunRender(RenderOptions options) {
     if (companionRole) {
       gate.SetStops(companionRole->Stops());
     }
+    // Ctrl-C ends the render early; the unit is then uninitialised and closed as usual.
+    companion::InstallStopHandlers();
     const auto tick = [&](std::size_t framesDone) {
+      if (companion::StopRequested()) {
+        session->Stop();
+        gate.OpenAll();
+      }
       progress.Update(framesDone);
       if (companionRole) {
         companionRole->Follow(framesDone, gate);
@@ -256,11 +263,22 @@ int RunRender(RenderOptions options) {
     outcome = session->Run(options.realTime, gate, tick, keepWaiting, [&] { return CompanionCause(folder); });
     progress.Finish();
 
-    if (options.savePreset && !SavePreset(session->Unit(), *options.savePreset, &error)) {
+    if (!outcome.stopped && options.savePreset && !SavePreset(session->Unit(), *options.savePreset, &error)) {
       return Fail(kExitFailure, error);
     }
   }
 
+  if (outcome.stopped) {
+    char when[96];
+    std::snprintf(when, sizeof when, "interrupted after %.2f of %.2f s of audio",
+                  static_cast<double>(outcome.framesRendered) / input.sampleRate, seconds);
+    std::string left = std::string(when) + "; the unit was uninitialised and closed; nothing was written (" +
+                       *options.output + (options.savePreset ? ", " + *options.savePreset : "") + ")";
+    if (companionRole) {
+      left += "; " + companionRole->Folder().File(companion::kStateFile) + " keeps the settings last sent";
+    }
+    return Fail(kExitFailure, left);
+  }
   if (!WriteAudioFile(*options.output, outcome.output, &error)) {
     return Fail(kExitFailure, error);
   }

@@ -38,4 +38,13 @@ void RenderGate::Release() {
   released_.notify_all();
 }
 
+void RenderGate::OpenAll() {
+  {
+    const std::lock_guard lock(mutex_);
+    passed_ = stops_.size();
+    waiting_ = false;
+  }
+  released_.notify_all();
+}
+
 }  // namespace host

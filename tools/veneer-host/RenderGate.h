@@ -22,6 +22,8 @@ class RenderGate {
   [[nodiscard]] std::optional<std::size_t> Waiting() const;
   // [main thread] Lets the render thread past the stop it waits at.
   void Release();
+  // [main thread] Lets it past every stop, for a render that is being stopped.
+  void OpenAll();
 
  private:
   mutable std::mutex mutex_;

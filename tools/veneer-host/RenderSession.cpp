@@ -125,7 +125,7 @@ void RenderSession::RenderAll(bool realTime, RenderGate& gate) {
   AudioTimeStamp timeStamp{};
   timeStamp.mFlags = kAudioTimeStampSampleTimeValid;
   Clock::duration held{};
-  while (renderPosition_ < total) {
+  while (renderPosition_ < total && !stop_.load(std::memory_order_relaxed)) {
     const Clock::time_point holding = Clock::now();
     gate.Pass(renderPosition_);
     held += Clock::now() - holding;  // real-time pacing resumes after a hold
@@ -207,7 +207,7 @@ RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::fun
     tick(framesDone_.load(std::memory_order_acquire));
   }
   renderThread.join();
-  while (keepWaiting()) {
+  while (!stop_.load(std::memory_order_relaxed) && keepWaiting()) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
     Observe(outcome, companionCause);
     tick(framesDone_.load(std::memory_order_acquire));
@@ -215,6 +215,8 @@ RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::fun
   outcome.stats = stats_;
   outcome.output = std::move(output_);
   outcome.pulledInput = std::move(pulledInput_);
+  outcome.stopped = stop_.load(std::memory_order_relaxed);
+  outcome.framesRendered = renderPosition_;
   return outcome;
 }
 

@@ -49,6 +49,9 @@ struct RenderOutcome {
   // Per block: whether the unit read the host's audio in it. Veneer reads it only when its
   // inner unit renders, and on the very first block of an instance.
   std::vector<bool> pulledInput;
+  // Stopped before the end (Ctrl-C); the output holds silence past the frames rendered.
+  bool stopped = false;
+  std::size_t framesRendered = 0;
   // The causes of a bypass the host saw while rendering, each from the frame it was first seen at.
   std::vector<CauseChange> causes;
 };
@@ -67,6 +70,9 @@ class RenderSession {
   RenderSession& operator=(const RenderSession&) = delete;
 
   [[nodiscard]] AudioUnit Unit() const { return unit_; }
+
+  // [main thread] Makes the render thread stop before its next block (Run then returns at once).
+  void Stop() { stop_.store(true, std::memory_order_relaxed); }
 
   // [main thread] Initialises the unit, on this thread or, as some hosts do, on a worker.
   OSStatus Initialize(bool onWorkerThread);
@@ -101,6 +107,7 @@ class RenderSession {
   std::vector<bool> pulledInput_;   // render thread's until it is joined; reserved in advance
   std::atomic<std::size_t> framesDone_{0};
   std::atomic<bool> finished_{false};
+  std::atomic<bool> stop_{false};
   bool initialized_ = false;
 };
 
