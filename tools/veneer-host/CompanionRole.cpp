@@ -148,7 +148,7 @@ bool CompanionRole::StopDone(std::size_t stop) {
     return false;
   }
   const SentSettings& sent = sent_[stop];
-  return !sent.seq || sent.appliedAtFrame || now >= stopGiveUpAt_;
+  return !applies_ || !sent.seq || sent.appliedAtFrame || now >= stopGiveUpAt_;
 }
 
 void CompanionRole::Follow(std::size_t framesDone, RenderGate& gate) {
@@ -169,7 +169,7 @@ void CompanionRole::Follow(std::size_t framesDone, RenderGate& gate) {
 bool CompanionRole::AwaitingApplication() {
   const auto pending =
       std::find_if(sent_.rbegin(), sent_.rend(), [](const SentSettings& sent) { return sent.seq.has_value(); });
-  if (pending == sent_.rend() || pending->appliedAtFrame) {
+  if (!applies_ || pending == sent_.rend() || pending->appliedAtFrame) {
     return false;
   }
   const double now = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();

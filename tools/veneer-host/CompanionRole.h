@@ -55,6 +55,8 @@ class CompanionRole {
   // the render on once the change it holds for is applied (or after 3 s), and freshens the
   // file's modification time every 2 seconds (its content stays the writer's).
   void Follow(std::size_t framesDone, RenderGate& gate);
+  // [main thread] Nothing will apply the settings (no inner unit): the render need not wait.
+  void NothingApplies() { applies_ = false; }
   // [main thread] Whether the last settings sent still wait to be applied; gives up
   // 3 seconds after it is first asked.
   [[nodiscard]] bool AwaitingApplication();
@@ -92,6 +94,7 @@ class CompanionRole {
   std::optional<std::size_t> heldStop_;
   double stopGiveUpAt_ = 0;
   double giveUpAt_ = 0;
+  bool applies_ = true;
 };
 
 // [main thread] One line per file of the support folder: name, size, age.

@@ -129,6 +129,14 @@ void AwaitFirstLinkPass(AudioUnit unit, const companion::SupportFolder& folder,
   }
 }
 
+// Whether the unit is Veneer holding an inner unit: only then are settings applied. [main thread]
+bool HasInnerUnit(AudioUnit unit) {
+  AudioUnit inner = nullptr;
+  UInt32 size = sizeof inner;
+  return AudioUnitGetProperty(unit, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) == noErr &&
+         inner != nullptr;
+}
+
 // Creates the file's folder when missing and proves that a file can be written there, so a
 // render is never lost to an output it could not write. [main thread]
 bool PrepareOutput(const std::string& path, std::string* error) {
@@ -240,6 +248,9 @@ int RunRender(RenderOptions options) {
     }
     if (folder) {
       AwaitFirstLinkPass(session->Unit(), *folder, initializing);
+    }
+    if (companionRole && !HasInnerUnit(session->Unit())) {
+      companionRole->NothingApplies();  // no waiting for what no inner unit will apply
     }
 
     ProgressBar progress(input.Frames(), input.sampleRate, options.progress);
