@@ -1,13 +1,7 @@
 // veneer-host render: a DAW playing one track through the plug-in.
-#include <CoreFoundation/CoreFoundation.h>
-
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -15,7 +9,7 @@
 #include "Commands.h"
 #include "CompanionRole.h"
 #include "FileAccess.h"
-#include "Heartbeat.h"
+#include "OutputFiles.h"
 #include "PluginLog.h"
 #include "Presets.h"
 #include "ProgressBar.h"
@@ -24,6 +18,7 @@
 #include "StopSignal.h"
 #include "Summary.h"
 #include "TestSignal.h"
+#include "VeneerWatch.h"
 
 namespace host {
 
@@ -35,125 +30,6 @@ constexpr double kDemoSampleRate = 48000.0;
 int Fail(int status, const std::string& message) {
   std::cerr << "veneer-host render: " << message << "\n";
   return status;
-}
-
-std::string DefaultOutput(const std::string& input) {
-  const std::size_t dot = input.find_last_of('.');
-  const std::size_t slash = input.find_last_of('/');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) {
-    return input + "-veneer.wav";
-  }
-  return input.substr(0, dot) + "-veneer" + input.substr(dot);
-}
-
-BypassCause CompanionCause(const std::optional<companion::SupportFolder>& folder) {
-  if (!folder) {
-    return BypassCause::kNone;
-  }
-  switch (companion::ReadHeartbeat(*folder, std::time(nullptr)).verdict) {
-    case companion::Heartbeat::kMissing:
-      return BypassCause::kCompanionMissing;
-    case companion::Heartbeat::kStale:
-      return BypassCause::kCompanionStale;
-    case companion::Heartbeat::kQuitMarker:
-      return BypassCause::kQuitMarker;
-    case companion::Heartbeat::kFresh:
-      break;
-  }
-  return BypassCause::kNone;
-}
-
-// The variant Veneer was told to use but could not find, from its log: forced or preferred.
-void NoteMissingVariant(const companion::SupportFolder& folder, const PluginLog& log, RunFacts& facts) {
-  // The plug-in's fixed log text for a chosen variant that is not installed.
-  constexpr std::string_view kMissing = "强制指定的版本没找到: ";
-  const std::vector<std::string> lines = log.NewLinesWith(kMissing);
-  if (lines.empty()) {
-    return;
-  }
-  const std::string& line = lines.back();
-  facts.missingVariant = line.substr(line.find(kMissing) + kMissing.size());
-  const std::string forced = companion::ReadWholeFile(folder.File(companion::kForceVariantFile)).value_or("");
-  facts.missingVariantForced = forced.substr(0, forced.find('\n')).find(*facts.missingVariant) != std::string::npos;
-}
-
-// Whether two paths name one file: the same file when both exist (links included), else the same place.
-bool SameFile(const std::string& a, const std::string& b) {
-  namespace fs = std::filesystem;
-  std::error_code error;
-  if (fs::exists(a, error) && fs::exists(b, error)) {
-    return fs::equivalent(a, b, error);
-  }
-  return fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
-}
-
-// Every file the run writes must be its own: none may overwrite the input or another.
-bool OutputsAreDistinct(const RenderOptions& options, std::string* error) {
-  const std::pair<const char*, const std::optional<std::string>*> outputs[] = {
-      {"-o", &options.output}, {"--report", &options.report}, {"--save-preset", &options.savePreset}};
-  for (std::size_t i = 0; i < std::size(outputs); ++i) {
-    const auto& [option, path] = outputs[i];
-    if (!*path) {
-      continue;
-    }
-    if (options.input && SameFile(**path, *options.input)) {
-      *error = std::string(option) + " names the input file " + *options.input + "; choose another file";
-      return false;
-    }
-    for (std::size_t j = i + 1; j < std::size(outputs); ++j) {
-      if (*outputs[j].second && SameFile(**path, **outputs[j].second)) {
-        *error = std::string(option) + " and " + outputs[j].first + " name the same file " + **path;
-        return false;
-      }
-    }
-  }
-  return true;
-}
-
-// Veneer's link makes its first pass (heartbeat verdict, then the alive file) as it is
-// initialised. Waiting for it before the first block makes that block take the same path as
-// the blocks after it, so the summary can tell which path each took. [main thread]
-void AwaitFirstLinkPass(AudioUnit unit, const companion::SupportFolder& folder,
-                        std::filesystem::file_time_type initialized) {
-  AudioUnit inner = nullptr;
-  UInt32 size = sizeof inner;
-  if (AudioUnitGetProperty(unit, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) != noErr) {
-    return;  // not Veneer
-  }
-  const std::string alive = folder.File(companion::kAliveFile);
-  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  std::error_code error;
-  while (std::chrono::steady_clock::now() < giveUp &&
-         !(std::filesystem::exists(alive, error) && std::filesystem::last_write_time(alive, error) >= initialized)) {
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.005, false);
-  }
-}
-
-// Whether the unit is Veneer holding an inner unit: only then are settings applied. [main thread]
-bool HasInnerUnit(AudioUnit unit) {
-  AudioUnit inner = nullptr;
-  UInt32 size = sizeof inner;
-  return AudioUnitGetProperty(unit, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) == noErr &&
-         inner != nullptr;
-}
-
-// Creates the file's folder when missing and proves that a file can be written there, so a
-// render is never lost to an output it could not write. [main thread]
-bool PrepareOutput(const std::string& path, std::string* error) {
-  const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-  std::error_code failure;
-  if (!parent.empty()) {
-    std::filesystem::create_directories(parent, failure);
-  }
-  if (failure) {
-    *error = "cannot create the folder " + parent.string() + " for " + path + ": " + failure.message();
-    return false;
-  }
-  const std::optional<std::string> probe = companion::CreateFileBeside(path, error);
-  if (!probe) {
-    return false;
-  }
-  return !companion::CommitFileBeside(*probe, path, false, error);
 }
 
 }  // namespace
