@@ -77,7 +77,10 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
       << "\n";
   out << "  input level:     " << LevelText(facts.inputLevel) << "\n";
   out << "  output level:    " << LevelText(facts.outputLevel) << "\n";
-  out << "  variant:         " << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
+  out << "  variant:         "
+      << (!outcome.reportsInner ? "not reported (the unit is not Veneer)"
+                                : (outcome.innerTitle.empty() ? "none" : outcome.innerTitle))
+      << "\n";
   if (facts.missingVariant) {
     out << "  missing variant: \"" << *facts.missingVariant << "\" was "
         << (facts.missingVariantForced ? "forced" : "preferred") << " but is not installed; Veneer used "
