@@ -340,7 +340,9 @@ TEST_F(VeneerHostTest, CtrlCClosesTheUnitAndSaysWhatWasLeft) {
   EXPECT_FALSE(fs::exists(PathOf("out.wav")));
   const std::string closing = logged();
   EXPECT_NE(closing.find("Cleanup called"), std::string::npos) << closing;
-  EXPECT_NE(closing.find("inner unit disposed"), std::string::npos) << closing;
+  if (kHostHasStandIns) {
+    EXPECT_NE(closing.find("inner unit disposed"), std::string::npos) << closing;
+  }
 }
 
 TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
@@ -537,23 +539,23 @@ TEST_F(VeneerHostTest, TheEmbeddedDemoWritesItsResultAndReport) {
 namespace {
 
 TEST_F(VeneerHostTest, ValidationPassesVeneerAndFailsAUnitThatAnswersLittle) {
-  const auto veneer = Host({"validate", "--set", "key=2"});
-  EXPECT_EQ(veneer.status, 0) << veneer.out << veneer.err;
-  EXPECT_EQ(veneer.err, "") << "an expected failure's log stays out of the report";
-  for (const char* line :
-       {"validation PASSED: 20 passed, 0 failed", "PASS  render above the maximum frames: refused with -10874",
-        "PASS  required properties: 9 properties: input format, output format, sample rate",
-        "PASS  render 512 frames at 44100 Hz: 8 blocks, the output finite and following the input",
-        "PASS  host bypass: bypassed and then not, the output follows the input"}) {
-    EXPECT_NE(veneer.out.find(line), std::string::npos) << line << "\n" << veneer.out;
-  }
-  std::size_t rendered = 0;
-  std::size_t counted = 0;
-  ASSERT_EQ(std::sscanf(veneer.out.substr(veneer.out.find("inner unit: rendered ")).c_str(),
-                        "inner unit: rendered %zu of %zu", &rendered, &counted),
-            2)
-      << veneer.out;
   if (kHostHasStandIns) {
+    const auto veneer = Host({"validate", "--set", "key=2"});
+    EXPECT_EQ(veneer.status, 0) << veneer.out << veneer.err;
+    EXPECT_EQ(veneer.err, "") << "an expected failure's log stays out of the report";
+    for (const char* line :
+         {"validation PASSED: 20 passed, 0 failed", "PASS  render above the maximum frames: refused with -10874",
+          "PASS  required properties: 9 properties: input format, output format, sample rate",
+          "PASS  render 512 frames at 44100 Hz: 8 blocks, the output finite and following the input",
+          "PASS  host bypass: bypassed and then not, the output follows the input"}) {
+      EXPECT_NE(veneer.out.find(line), std::string::npos) << line << "\n" << veneer.out;
+    }
+    std::size_t rendered = 0;
+    std::size_t counted = 0;
+    ASSERT_EQ(std::sscanf(veneer.out.substr(veneer.out.find("inner unit: rendered ")).c_str(),
+                          "inner unit: rendered %zu of %zu", &rendered, &counted),
+              2)
+        << veneer.out;
     EXPECT_EQ(rendered, counted) << "the companion alive, every block went through the product";
     EXPECT_GT(counted, 50U);
   }
