@@ -13,7 +13,7 @@ if [[ $(uname -s) == Darwin ]]; then
     echo "Homebrew is missing: see https://brew.sh, then try again." >&2
     exit 1
   fi
-  formulae=(cmake ninja pkg-config libsndfile googletest google-benchmark)
+  formulae=(cmake ninja pkg-config libsndfile cli11 googletest google-benchmark)
   installed=$(brew list --formula -1)
   missing=()
   for formula in "${formulae[@]}"; do
@@ -30,7 +30,7 @@ fi
 
 packages=(
   cmake ninja-build g++ clang clang-format clang-tidy libclang-rt-14-dev
-  googletest libgtest-dev libgmock-dev libbenchmark-dev pkg-config libplist-dev libsndfile1-dev valgrind
+  googletest libgtest-dev libgmock-dev libbenchmark-dev pkg-config libplist-dev libsndfile1-dev libcli11-dev valgrind
 )
 
 missing=()

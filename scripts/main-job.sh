@@ -19,7 +19,7 @@ host=(build/default/tools/veneer-host/veneer-host render --output build/default/
 if [[ $(uname -s) == Darwin ]]; then
   # The system's component registry notices a new bundle only after a while:
   # load the one just installed directly. Without an installed product Veneer
-  # passes the voice through.
+  # bypasses, playing the first block it read again and again.
   host+=(--module "$installed")
 fi
 "${host[@]}" "$@"

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -254,6 +255,12 @@ TEST_F(VeneerctlSet, EveryBadInputIsRefusedAndWritesNothing) {
 TEST_F(VeneerctlSet, BadInputCreatesNoFolder) {
   EXPECT_EQ(Run({"set", "scale=20"}).status, 2);
   EXPECT_FALSE(std::filesystem::exists(folder_));
+  // A home folder that does not exist is a mistake, not a place to build a new tree.
+  const RunResult nowhere = Run({"set", "key=1", "--home", root_ + "/nowhere"}, false);
+  EXPECT_EQ(nowhere.status, 2);
+  EXPECT_NE(nowhere.err.find("nowhere"), std::string::npos) << nowhere.err;
+  EXPECT_FALSE(std::filesystem::exists(root_ + "/nowhere"));
+  EXPECT_EQ(Run({"--home=" + home_, "set", "key=1"}, false).status, 0) << "--home=DIR, before the command";
 }
 
 TEST_F(VeneerctlSet, HomeComesFromTheEnvironmentUnlessGiven) {
@@ -367,8 +374,8 @@ TEST_F(VeneerctlStatus, StaleFilesMeanStoppedAndBypass) {
   Write("plugin_state.txt", "seq=12\n");
   Age("plugin_state.txt", 10);
   const RunResult result = Run({"status"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_NE(result.out.find("age:            6 s"), std::string::npos) << result.out;
+  EXPECT_EQ(result.status, 3) << "scripts tell a stopped plug-in from a running one";
+  EXPECT_NE(result.out.find("age:            6 s old"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("inner unit:     no\n"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("classic mode:   off\n"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("plug-in stopped or not loaded"), std::string::npos) << result.out;
@@ -376,6 +383,20 @@ TEST_F(VeneerctlStatus, StaleFilesMeanStoppedAndBypass) {
 
   Write("plugin_state.txt", "seq=12\nappRunning=0\n");
   EXPECT_NE(Run({"status"}).out.find("quit marker appRunning=0, the plug-in will bypass"), std::string::npos);
+}
+
+TEST_F(VeneerctlStatus, TimesAheadOfTheClockAreSaidToBe) {
+  Write("veneer_alive.txt", "t=1\nvariant=none\ninner=0\nclassic=0\n");
+  Age("veneer_alive.txt", -300);
+  Write("plugin_state.txt", "seq=4\nappRunning=1\n");
+  Age("plugin_state.txt", -300);
+  const RunResult result = Run({"status"});
+  EXPECT_EQ(result.status, 0);
+  for (const char* line :
+       {"age:            300 s in the future", "the file's time is ahead of this clock",
+        "settings file:  300 s in the future, seq 4 - heartbeat OK (a time ahead counts as fresh)"}) {
+    EXPECT_NE(result.out.find(line), std::string::npos) << line << "\n" << result.out;
+  }
 }
 
 TEST_F(VeneerctlStatus, MissingAliveFile) {
@@ -410,6 +431,18 @@ TEST_F(VeneerctlChanges, MissingReport) {
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.out.find("no manual changes reported yet"), std::string::npos) << result.out;
   EXPECT_EQ(Run({"changes", "--all"}).status, 2);
+}
+
+TEST_F(VeneerctlChanges, AnEmptyOrCutReportIsSaidToBeOne) {
+  for (const auto& [text, problem] :
+       std::vector<std::pair<std::string, std::string>>{{"", "is empty"},
+                                                        {"retune=0.2500\n", "not a whole report"},
+                                                        {"seq=1763163219123\nretune=0.25", "not a whole"}}) {
+    Write("plugin_params_back.txt", text);
+    const RunResult result = Run({"changes"});
+    EXPECT_EQ(result.status, 1) << text;
+    EXPECT_NE(result.out.find(problem), std::string::npos) << result.out;
+  }
 }
 
 TEST_F(VeneerctlChanges, FollowPrintsEachNewReport) {
@@ -511,17 +544,29 @@ TEST_F(VeneerctlVariant, UnknownNameListsTheNamesAndWritesNothing) {
 
 using VeneerctlCommandLine = VeneerctlTest;
 
-TEST_F(VeneerctlCommandLine, HelpAndUnknownCommands) {
+TEST_F(VeneerctlCommandLine, HelpVersionsAndUnknownCommands) {
   const RunResult help = Run({"help"});
   EXPECT_EQ(help.status, 0);
-  EXPECT_NE(help.out.find("usage: veneerctl"), std::string::npos);
-  EXPECT_EQ(Run({}).out, help.out);
+  EXPECT_NE(help.out.find("Usage: veneerctl"), std::string::npos);
+  EXPECT_EQ(help.out.rfind(Run({}).out, 0), 0U) << "without a command: the same overview";
+  EXPECT_NE(help.out.find("--interval"), std::string::npos) << "help lists every command's options";
+
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"set", "--help"}, {"variant", "force", "--help"}, {"--help", "log"}, {"--version"}}) {
+    const RunResult answered = Run(args);
+    EXPECT_EQ(answered.status, 0) << args.front();
+    EXPECT_EQ(answered.err, "");
+    EXPECT_NE(answered.out.find(args.front() == "--version" ? "veneerctl " VENEER_VERSION : "Usage: veneerctl"),
+              std::string::npos)
+        << answered.out;
+  }
+  EXPECT_NE(Run({"set", "--help"}).out.find("wetDry"), std::string::npos) << "set's help names the keys";
 
   const RunResult unknown = Run({"restart"});
   EXPECT_EQ(unknown.status, 2);
   EXPECT_EQ(unknown.out, "");
   EXPECT_NE(unknown.err.find("restart"), std::string::npos);
-  EXPECT_NE(unknown.err.find("usage: veneerctl"), std::string::npos);
+  EXPECT_EQ(std::count(unknown.err.begin(), unknown.err.end(), '\n'), 1) << unknown.err;
 }
 
 }  // namespace

@@ -59,27 +59,48 @@ std::string NameOf(const std::string& path) {
 
 }  // namespace
 
-bool ReplaceFileAtomically(const std::string& path, std::string_view content, std::string* error) {
-  // Same folder, so rename stays on one file system; a dot name keeps it out of sight.
+std::optional<std::string> CreateFileBeside(const std::string& path, std::string* error) {
+  // A dot name keeps it out of sight.
   std::string temp = FolderOf(path) + "/." + NameOf(path) + ".XXXXXX";
   const int fd = mkstemp(temp.data());
   if (fd < 0) {
     *error = "cannot create a temporary file in " + FolderOf(path) + ": " + std::strerror(errno);
-    return false;
+    return std::nullopt;
   }
-  const bool written = fchmod(fd, 0644) == 0 && WriteAll(fd, content);
-  const int writeErrno = errno;
-  if (close(fd) != 0 || !written) {
-    *error = "cannot write " + temp + ": " + std::strerror(written ? errno : writeErrno);
+  const bool readable = fchmod(fd, 0644) == 0;
+  close(fd);
+  if (!readable) {
+    *error = "cannot make " + temp + " readable: " + std::strerror(errno);
     unlink(temp.c_str());
-    return false;
+    return std::nullopt;
   }
-  if (std::rename(temp.c_str(), path.c_str()) != 0) {
+  return temp;
+}
+
+bool CommitFileBeside(const std::string& temp, const std::string& path, bool written, std::string* error) {
+  if (written && std::rename(temp.c_str(), path.c_str()) == 0) {
+    return true;
+  }
+  if (written) {
     *error = "cannot rename " + temp + " to " + path + ": " + std::strerror(errno);
-    unlink(temp.c_str());
+  }
+  unlink(temp.c_str());
+  return false;
+}
+
+bool ReplaceFileAtomically(const std::string& path, std::string_view content, std::string* error) {
+  const std::optional<std::string> temp = CreateFileBeside(path, error);
+  if (!temp) {
     return false;
   }
-  return true;
+  const int fd = open(temp->c_str(), O_WRONLY | O_TRUNC);
+  const bool written = fd >= 0 && WriteAll(fd, content);
+  const int writeErrno = errno;
+  const bool closed = fd >= 0 && close(fd) == 0;
+  if (!written || !closed) {
+    *error = "cannot write " + path + ": " + std::strerror(written ? errno : writeErrno);
+  }
+  return CommitFileBeside(*temp, path, written && closed, error);
 }
 
 std::optional<std::time_t> ModificationTime(const std::string& path) {

@@ -15,6 +15,12 @@ std::optional<std::string> ReadWholeFile(const std::string& path);
 // sees either the old or the new file, never a part of one.
 bool ReplaceFileAtomically(const std::string& path, std::string_view content, std::string* error);
 
+// Creates an empty hidden file beside `path` (same folder, so a rename stays on one file
+// system) for writing what will replace it; nothing, with `error` filled, on failure.
+std::optional<std::string> CreateFileBeside(const std::string& path, std::string* error);
+// Renames `temp` to `path` when `written`, else removes it; false (and `error`) when not done.
+bool CommitFileBeside(const std::string& temp, const std::string& path, bool written, std::string* error);
+
 // Modification time in whole seconds, or nothing when the file is missing.
 std::optional<std::time_t> ModificationTime(const std::string& path);
 

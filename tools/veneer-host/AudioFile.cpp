@@ -7,6 +7,8 @@
 #include <limits>
 #include <memory>
 
+#include "FileAccess.h"
+
 namespace host {
 
 namespace {
@@ -51,18 +53,37 @@ std::optional<Audio> ReadAudioFile(const std::string& path, int maxChannels, std
     *error = path + " has " + std::to_string(info.channels) + " channels; only mono and stereo audio can be rendered";
     return std::nullopt;
   }
+  if (info.channels < 1 || info.samplerate < 1) {
+    *error = path + " has no usable audio (" + std::to_string(info.channels) + " channels at " +
+             std::to_string(info.samplerate) + " Hz)";
+    return std::nullopt;
+  }
   Audio audio;
   audio.sampleRate = info.samplerate;
   audio.fileFormat = info.format;
-  const auto frames = static_cast<std::size_t>(info.frames);
-  std::vector<float> interleaved(frames * static_cast<std::size_t>(info.channels));
-  const sf_count_t read = sf_readf_float(file.get(), interleaved.data(), info.frames);
-  const auto got = static_cast<std::size_t>(std::max<sf_count_t>(read, 0));
-  audio.channels.assign(static_cast<std::size_t>(info.channels), std::vector<float>(got));
-  for (std::size_t frame = 0; frame < got; ++frame) {
-    for (std::size_t c = 0; c < audio.channels.size(); ++c) {
-      audio.channels[c][frame] = interleaved[frame * audio.channels.size() + c];
+  audio.channels.assign(static_cast<std::size_t>(info.channels), {});
+  // In pieces until the end: some files (a FLAC stream without a length) do not say how long they are.
+  constexpr sf_count_t kChunkFrames = 65536;
+  std::vector<float> interleaved(static_cast<std::size_t>(kChunkFrames) * audio.channels.size());
+  for (;;) {
+    const sf_count_t read = sf_readf_float(file.get(), interleaved.data(), kChunkFrames);
+    if (read <= 0) {
+      break;
     }
+    for (std::size_t c = 0; c < audio.channels.size(); ++c) {
+      std::vector<float>& channel = audio.channels[c];
+      for (sf_count_t frame = 0; frame < read; ++frame) {
+        channel.push_back(interleaved[static_cast<std::size_t>(frame) * audio.channels.size() + c]);
+      }
+    }
+  }
+  if (sf_error(file.get()) != SF_ERR_NO_ERROR) {
+    *error = "cannot read " + path + ": " + sf_strerror(file.get());
+    return std::nullopt;
+  }
+  if (audio.Frames() == 0) {
+    *error = path + " holds no audio";
+    return std::nullopt;
   }
   return audio;
 }
@@ -81,10 +102,22 @@ bool WriteAudioFile(const std::string& path, const Audio& audio, std::string* er
     // FLAC holds integers only; the others keep the unit's float output exactly.
     info.format = *container | (*container == SF_FORMAT_FLAC ? SF_FORMAT_PCM_24 : SF_FORMAT_FLOAT);
   }
-  const SoundFile file(sf_open(path.c_str(), SFM_WRITE, &info));
+  // Float samples in WAV carry the extensible header, which readers expect of anything but
+  // 8- and 16-bit integers.
+  const int samples = info.format & SF_FORMAT_SUBMASK;
+  if (*container == SF_FORMAT_WAV && (samples == SF_FORMAT_FLOAT || samples == SF_FORMAT_DOUBLE)) {
+    info.format = SF_FORMAT_WAVEX | samples;
+  }
+  // Into a file beside the target, renamed into place only when complete: a full disk
+  // leaves the old file (or none), never a shorter one that reads as good.
+  const std::optional<std::string> temp = companion::CreateFileBeside(path, error);
+  if (!temp) {
+    return false;
+  }
+  SNDFILE* file = sf_open(temp->c_str(), SFM_WRITE, &info);
   if (file == nullptr) {
     *error = "cannot write " + path + ": " + sf_strerror(nullptr);
-    return false;
+    return companion::CommitFileBeside(*temp, path, false, error);
   }
   const std::size_t frames = audio.Frames();
   std::vector<float> interleaved(frames * audio.channels.size());
@@ -93,12 +126,17 @@ bool WriteAudioFile(const std::string& path, const Audio& audio, std::string* er
       interleaved[frame * audio.channels.size() + c] = audio.channels[c][frame];
     }
   }
-  if (sf_writef_float(file.get(), interleaved.data(), static_cast<sf_count_t>(frames)) !=
-      static_cast<sf_count_t>(frames)) {
-    *error = "cannot write " + path + ": " + sf_strerror(file.get());
-    return false;
+  bool written =
+      sf_writef_float(file, interleaved.data(), static_cast<sf_count_t>(frames)) == static_cast<sf_count_t>(frames);
+  if (!written) {
+    *error = "cannot write " + path + ": " + sf_strerror(file);
   }
-  return true;
+  // Closing writes the header's final sizes, and can fail too.
+  if (sf_close(file) != 0 && written) {
+    *error = "cannot write " + path + ": " + sf_strerror(nullptr);
+    written = false;
+  }
+  return companion::CommitFileBeside(*temp, path, written, error);
 }
 
 Level MeasureLevel(const Audio& audio) {

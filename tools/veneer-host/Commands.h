@@ -4,16 +4,26 @@
 #include <string>
 #include <vector>
 
+#include "Arguments.h"
+#include "Components.h"
+#include "RenderOptions.h"
+
 namespace host {
 
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailure = 1;  // the unit or a file failed
 inline constexpr int kExitUsage = 2;    // bad arguments or unusable input; nothing was rendered
 
+struct ValidateOptions {
+  ComponentChoice component;
+  std::vector<companion::SettingChange> settings;
+};
+
+// [main thread] Parses the command line and runs the command.
+int RunCommandLine(int argc, char** argv);
 // [main thread]
-int RunRender(const std::vector<std::string>& args);
+int RunRender(RenderOptions options);
 // [main thread]
-int RunValidate(const std::vector<std::string>& args);
-const char* ValidateUsage();
+int RunValidate(const ValidateOptions& options);
 
 }  // namespace host

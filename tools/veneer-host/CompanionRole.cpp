@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
+#include "FileAccess.h"
 #include "PluginState.h"
 #include "StateUpdate.h"
 
@@ -22,54 +24,152 @@ constexpr double kApplyWaitSeconds = 3.0;
 
 }  // namespace
 
-CompanionRole::CompanionRole(companion::SupportFolder folder) : folder_(std::move(folder)) {
-  std::error_code error;
-  const std::uintmax_t size = fs::file_size(folder_.File(companion::kDebugLog), error);
-  logStart_ = error ? 0 : size;
-}
+CompanionRole::CompanionRole(companion::SupportFolder folder)
+    : folder_(std::move(folder)), log_(folder_.File(companion::kDebugLog)) {}
 
 bool CompanionRole::Prepare() const { return companion::EnsureSupportFolder(folder_, "veneer-host"); }
 
 bool CompanionRole::Send(const std::vector<companion::SettingChange>& changes, const std::string& when,
-                         std::string* error) {
+                         std::size_t frame, std::string* error) {
   companion::PluginState written;
   std::optional<std::int64_t> previous;
   if (!companion::SendSettings(folder_, changes, &written, &previous, error)) {
     return false;
   }
-  lastSentSeq_ = written.seq;
   lastWrite_ = std::time(nullptr);
   std::string text;
   for (const companion::SettingChange& change : changes) {
-    text += std::string(text.empty() ? "" : " ") + std::string(companion::kStateKeys[change.index].name) + "=" +
-            companion::FormatNumber(change.value);
+    text += " " + std::string(companion::kStateKeys[change.index].name) + "=" + companion::FormatNumber(change.value);
   }
-  sent_.push_back(when + ": seq " + std::to_string(*written.seq) + " " + (text.empty() ? "(heartbeat only)" : text));
+  SentSettings sent{
+      when,
+      "seq " + std::to_string(*written.seq) + (text.empty() ? " (no settings: the product keeps its own)" : text),
+      text,
+      std::nullopt,
+      frame,
+      std::nullopt};
+  if (!changes.empty()) {
+    sent.seq = written.seq;  // a file without settings has nothing to wait for
+  }
+  sent_.push_back(std::move(sent));
   return true;
 }
 
-void CompanionRole::Schedule(std::vector<TimedSettings> timed) {
-  std::stable_sort(timed.begin(), timed.end(),
-                   [](const TimedSettings& a, const TimedSettings& b) { return a.seconds < b.seconds; });
-  schedule_ = std::move(timed);
-  nextTimed_ = 0;
+bool CompanionRole::Start(const std::vector<companion::SettingChange>& settings, std::string* error) {
+  const std::string path = folder_.File(companion::kStateFile);
+  const std::optional<std::string> current = companion::ReadWholeFile(path);
+  if (!settings.empty() || !current) {
+    return Send(settings, "before the run", 0, error);
+  }
+  const companion::PluginState state = companion::ParsePluginState(*current);
+  const std::string seq = state.seq ? "seq " + std::to_string(*state.seq) : "no seq";
+  if (state.values[companion::kAppRunningIndex] == 0.0) {
+    companion::PluginState written;
+    if (!companion::RewriteForHeartbeat(folder_, true, &written, error)) {
+      return false;
+    }
+    sent_.push_back(
+        {"before the run", seq + " kept, its quit marker replaced by appRunning=1", "", std::nullopt, 0, std::nullopt});
+  } else if (!Touch(error)) {
+    return false;
+  } else {
+    sent_.push_back({"before the run", seq + " kept (the file's settings; only its time renewed)", "", std::nullopt, 0,
+                     std::nullopt});
+  }
+  lastWrite_ = std::time(nullptr);
+  return true;
 }
 
-void CompanionRole::Follow(double seconds) {
-  while (nextTimed_ < schedule_.size() && schedule_[nextTimed_].seconds <= seconds) {
-    const TimedSettings& timed = schedule_[nextTimed_++];
-    char when[32];
-    std::snprintf(when, sizeof when, "at %.2f s", timed.seconds);
-    std::string error;
-    if (!Send(timed.changes, when, &error)) {
-      std::cerr << "veneer-host: " << error << "\n";
+void CompanionRole::Schedule(std::vector<TimedSettings> timed, double sampleRate, bool realTime) {
+  std::stable_sort(timed.begin(), timed.end(),
+                   [](const TimedSettings& a, const TimedSettings& b) { return a.seconds < b.seconds; });
+  schedule_.clear();
+  for (TimedSettings& settings : timed) {
+    if (!schedule_.empty() && schedule_.back().settings.seconds == settings.seconds) {
+      auto& changes = schedule_.back().settings.changes;
+      changes.insert(changes.end(), settings.changes.begin(), settings.changes.end());
+      continue;
+    }
+    const auto frame = static_cast<std::size_t>(std::llround(settings.seconds * sampleRate));
+    schedule_.push_back({frame, std::move(settings)});
+  }
+  nextScheduled_ = 0;
+  realTime_ = realTime;
+}
+
+std::vector<std::size_t> CompanionRole::Stops() const {
+  std::vector<std::size_t> stops{0};
+  for (const Scheduled& scheduled : realTime_ ? std::vector<Scheduled>{} : schedule_) {
+    stops.push_back(scheduled.frame);
+  }
+  return stops;
+}
+
+void CompanionRole::SendScheduled(std::size_t index, std::size_t framesDone) {
+  const TimedSettings& timed = schedule_[index].settings;
+  char when[32];
+  std::snprintf(when, sizeof when, "at %.2f s", timed.seconds);
+  std::string error;
+  if (!Send(timed.changes, when, framesDone, &error)) {
+    std::cerr << "veneer-host: " << error << "\n";
+    sent_.push_back({when, "not sent: " + error, "", std::nullopt, framesDone, std::nullopt});
+  }
+}
+
+void CompanionRole::NoteApplied(std::size_t framesDone) {
+  std::vector<std::string> applied;
+  bool read = false;
+  for (SentSettings& sent : sent_) {
+    if (!sent.seq || sent.appliedAtFrame) {
+      continue;
+    }
+    if (!read) {
+      applied = AppliedLines();
+      read = true;
+    }
+    const std::string wanted = "] ipc# " + std::to_string(*sent.seq) + " ";
+    for (const std::string& line : applied) {
+      if (line.find(wanted) != std::string::npos) {
+        sent.appliedAtFrame = framesDone;
+        break;
+      }
+    }
+  }
+}
+
+bool CompanionRole::StopDone(std::size_t stop) {
+  const double now = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+  if (heldStop_ != stop) {
+    heldStop_ = stop;
+    stopGiveUpAt_ = now + kApplyWaitSeconds;
+  }
+  // Stop 0 waits for what was sent before the run; stop k for the k-th scheduled change.
+  if (stop >= sent_.size()) {
+    return false;
+  }
+  const SentSettings& sent = sent_[stop];
+  return !applies_ || !sent.seq || sent.appliedAtFrame || now >= stopGiveUpAt_;
+}
+
+void CompanionRole::Follow(std::size_t framesDone, RenderGate& gate) {
+  NoteApplied(framesDone);
+  while (realTime_ && nextScheduled_ < schedule_.size() && schedule_[nextScheduled_].frame <= framesDone) {
+    SendScheduled(nextScheduled_++, framesDone);
+  }
+  if (const std::optional<std::size_t> stop = gate.Waiting()) {
+    if (!realTime_ && *stop >= 1 && nextScheduled_ < *stop) {
+      SendScheduled(nextScheduled_++, framesDone);
+    } else if (StopDone(*stop)) {
+      gate.Release();
     }
   }
   KeepAlive();
 }
 
 bool CompanionRole::AwaitingApplication() {
-  if (LastSendApplied()) {
+  const auto pending =
+      std::find_if(sent_.rbegin(), sent_.rend(), [](const SentSettings& sent) { return sent.seq.has_value(); });
+  if (!applies_ || pending == sent_.rend() || pending->appliedAtFrame) {
     return false;
   }
   const double now = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -84,49 +184,29 @@ void CompanionRole::KeepAlive() {
   if (now - lastWrite_ < kHeartbeatSeconds) {
     return;
   }
-  companion::PluginState written;
   std::string error;
-  if (!companion::RewriteForHeartbeat(folder_, true, &written, &error)) {
+  if (!Touch(&error)) {
     std::cerr << "veneer-host: heartbeat: " << error << "\n";
   }
   lastWrite_ = now;  // a failure is retried on the next beat, not at once
 }
 
-std::vector<std::string> CompanionRole::NewLogLines() const {
-  std::vector<std::string> lines;
-  std::ifstream log(folder_.File(companion::kDebugLog), std::ios::binary);
-  std::error_code error;
-  const std::uintmax_t size = fs::file_size(folder_.File(companion::kDebugLog), error);
-  // A log deleted and begun anew since the start is read from its beginning.
-  log.seekg(static_cast<std::streamoff>(!error && size >= logStart_ ? logStart_ : 0));
-  for (std::string line; std::getline(log, line);) {
-    lines.push_back(line);
+bool CompanionRole::Touch(std::string* error) const {
+  // Only the time: a file the application renames into place meanwhile keeps its content.
+  const std::string path = folder_.File(companion::kStateFile);
+  std::error_code failure;
+  fs::last_write_time(path, fs::file_time_type::clock::now(), failure);
+  if (failure == std::errc::no_such_file_or_directory) {
+    companion::PluginState written;
+    return companion::RewriteForHeartbeat(folder_, true, &written, error);
   }
-  return lines;
+  if (failure) {
+    *error = "cannot renew the time of " + path + ": " + failure.message();
+  }
+  return !failure;
 }
 
-std::vector<std::string> CompanionRole::AppliedLines() const {
-  std::vector<std::string> applied;
-  for (const std::string& line : NewLogLines()) {
-    if (line.find("] ipc# ") != std::string::npos) {
-      applied.push_back(line);
-    }
-  }
-  return applied;
-}
-
-bool CompanionRole::LastSendApplied() const {
-  if (!lastSentSeq_) {
-    return true;
-  }
-  const std::string wanted = "] ipc# " + std::to_string(*lastSentSeq_) + " ";
-  for (const std::string& line : AppliedLines()) {
-    if (line.find(wanted) != std::string::npos) {
-      return true;
-    }
-  }
-  return false;
-}
+std::vector<std::string> CompanionRole::AppliedLines() const { return log_.NewLinesWith("] ipc# "); }
 
 std::vector<std::string> DescribeSupportFolder(const companion::SupportFolder& folder) {
   std::vector<std::string> lines;

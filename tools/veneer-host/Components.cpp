@@ -1,5 +1,7 @@
 #include "Components.h"
 
+#include "BundleInfo.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <dlfcn.h>
 
@@ -41,22 +43,6 @@ std::string CodeText(OSType code) {
   return text;
 }
 
-// The module inside a bundle, or the path itself.
-std::string ModulePath(const std::string& path) {
-  namespace fs = std::filesystem;
-  const fs::path bundle(path);
-  std::error_code error;
-  if (!fs::is_directory(bundle, error)) {
-    return path;
-  }
-#if defined(__APPLE__)
-  const char* folder = "MacOS";
-#else
-  const char* folder = "Linux";
-#endif
-  return (bundle / "Contents" / folder / bundle.stem()).string();
-}
-
 }  // namespace
 
 std::optional<AudioComponentDescription> ParseDescription(std::string_view text) {
@@ -86,28 +72,67 @@ AudioComponent FindComponent(const AudioComponentDescription& description, std::
   return component;
 }
 
-AudioComponent LoadModuleComponent(const std::string& path, const AudioComponentDescription& description,
-                                   const std::string& factory, std::string* error) {
-  const std::string module = ModulePath(path);
+namespace {
+
+bool SameCodes(const AudioComponentDescription& a, const AudioComponentDescription& b) {
+  return a.componentType == b.componentType && a.componentSubType == b.componentSubType &&
+         a.componentManufacturer == b.componentManufacturer;
+}
+
+// What to register from a module path: the bundle's own word, or the user's for a bare file.
+std::optional<BundleComponent> ChooseModuleComponent(const ComponentChoice& choice, std::string* modulePath,
+                                                     std::string* error, bool* badArguments) {
+  namespace fs = std::filesystem;
+  std::error_code failure;
+  if (!fs::is_directory(*choice.module, failure)) {
+    if (!choice.descriptionGiven && choice.factory != ComponentChoice{}.factory) {
+      *error = "a module file does not say which component it holds: give --component TYPE:SUBTYPE:MANUFACTURER";
+      *badArguments = true;
+      return std::nullopt;
+    }
+    *modulePath = *choice.module;
+    return BundleComponent{choice.description, fs::path(*choice.module).filename().string(), 0, choice.factory};
+  }
+  const std::optional<BundleInfo> bundle = ReadBundleInfo(*choice.module, error);
+  if (!bundle) {
+    *badArguments = true;
+    return std::nullopt;
+  }
+  *modulePath = bundle->modulePath;
+  for (BundleComponent component : bundle->components) {
+    if (!choice.descriptionGiven || SameCodes(component.description, choice.description)) {
+      component.factory = choice.factoryGiven ? choice.factory : component.factory;
+      return component;
+    }
+  }
+  *error = *choice.module + " holds no component " + DescriptionText(choice.description);
+  *badArguments = true;
+  return std::nullopt;
+}
+
+// Loads the module, finds the factory and registers it, for running a build that is not installed.
+AudioComponent LoadModuleComponent(const std::string& module, const BundleComponent& wanted, std::string* error) {
   // The module stays loaded for the life of the process, as installed ones do.
   void* handle = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     *error = "cannot load " + module + ": " + dlerror();
     return nullptr;
   }
-  auto* function = reinterpret_cast<AudioComponentFactoryFunction>(dlsym(handle, factory.c_str()));
+  auto* function = reinterpret_cast<AudioComponentFactoryFunction>(dlsym(handle, wanted.factory.c_str()));
   if (function == nullptr) {
-    *error = module + " has no factory function " + factory;
+    *error = module + " has no factory function " + wanted.factory;
     return nullptr;
   }
-  const CFStringRef name = CFStringCreateWithCString(nullptr, module.c_str(), kCFStringEncodingUTF8);
-  AudioComponent component = AudioComponentRegister(&description, name, 0, function);
+  const CFStringRef name = CFStringCreateWithCString(nullptr, wanted.name.c_str(), kCFStringEncodingUTF8);
+  AudioComponent component = AudioComponentRegister(&wanted.description, name, wanted.version, function);
   CFRelease(name);
   if (component == nullptr) {
     *error = "cannot register " + module;
   }
   return component;
 }
+
+}  // namespace
 
 std::string ComponentTitle(AudioComponent component) {
   std::string title = "(unknown component)";
@@ -119,10 +144,15 @@ std::string ComponentTitle(AudioComponent component) {
     }
     CFRelease(name);
   }
+  // A bare module file says no version: none is shown rather than 0.0.0.
   UInt32 version = 0;
-  if (AudioComponentGetVersion(component, &version) == noErr) {
+  if (AudioComponentGetVersion(component, &version) == noErr && version != 0) {
     title += " " + std::to_string(version >> 16) + "." + std::to_string((version >> 8) & 0xFF) + "." +
              std::to_string(version & 0xFF);
+  }
+  AudioComponentDescription description{};
+  if (AudioComponentGetDescription(component, &description) == noErr) {
+    title += " (" + DescriptionText(description) + ")";
   }
   return title;
 }
@@ -156,14 +186,16 @@ bool ParseComponentOption(const std::string& option, const std::string& value, C
   if (option == "--component") {
     const auto description = ParseDescription(value);
     if (!description) {
-      *error = "--component needs TYPE:SUBTYPE:MANUFACTURER, three four-character codes, not '" + value + "'";
+      *error = "needs TYPE:SUBTYPE:MANUFACTURER, three four-character codes, not '" + value + "'";
     } else {
       choice.description = *description;
+      choice.descriptionGiven = true;
     }
   } else if (option == "--module") {
     choice.module = value;
   } else if (option == "--factory") {
     choice.factory = value;
+    choice.factoryGiven = true;
   } else if (option == "--standin") {
     choice.standIn = value;
   } else {
@@ -178,8 +210,12 @@ AudioComponent ResolveComponent(const ComponentChoice& choice, std::string* erro
     *badArguments = true;
     return nullptr;
   }
-  return choice.module ? LoadModuleComponent(*choice.module, choice.description, choice.factory, error)
-                       : FindComponent(choice.description, error);
+  if (!choice.module) {
+    return FindComponent(choice.description, error);
+  }
+  std::string module;
+  const std::optional<BundleComponent> wanted = ChooseModuleComponent(choice, &module, error, badArguments);
+  return wanted ? LoadModuleComponent(module, *wanted, error) : nullptr;
 }
 
 }  // namespace host

@@ -22,13 +22,7 @@ std::string DescriptionText(const AudioComponentDescription& description);
 // [main thread] The first component matching `description`; null (and `error`) when none.
 AudioComponent FindComponent(const AudioComponentDescription& description, std::string* error);
 
-// [main thread] Loads a module file (or the module inside a .component bundle), finds
-// its `factory` function and registers it under `description`, for running a build
-// that is not installed. Null (and `error`) on failure.
-AudioComponent LoadModuleComponent(const std::string& path, const AudioComponentDescription& description,
-                                   const std::string& factory, std::string* error);
-
-// [any thread] "name version" of a component, e.g. "Tonvale: Veneer 0.1.0".
+// [any thread] "name version" of a component, e.g. "Tonvale: Veneer 0.1.0", and its codes.
 std::string ComponentTitle(AudioComponent component);
 
 // [main thread] Registers the stand-in of the product called `name` (its full name,
@@ -42,6 +36,8 @@ struct ComponentChoice {
   AudioComponentDescription description = kVeneerDescription;
   std::optional<std::string> module;
   std::string factory = "VeneerFactory";
+  bool descriptionGiven = false;  // --component
+  bool factoryGiven = false;      // --factory
   // "none": only what is installed. Stand-ins exist on Linux only.
 #if defined(__APPLE__)
   std::string standIn = "none";
@@ -56,8 +52,11 @@ struct ComponentChoice {
 bool ParseComponentOption(const std::string& option, const std::string& value, ComponentChoice& choice,
                           std::string* error);
 
-// [main thread] Registers the chosen stand-in, then finds or loads the component.
-// Null (and `error`) on failure; `badArguments` says whether the user's words were at fault.
+// [main thread] Registers the chosen stand-in, then finds or loads the component. A bundle
+// given by --module is read as the registry reads it (module, description, name, version,
+// factory from its Info.plist; --component picks one of its components, --factory overrides);
+// a bare module file needs --component unless it is Veneer's. Null (and `error`) on failure;
+// `badArguments` says whether the user's words were at fault.
 AudioComponent ResolveComponent(const ComponentChoice& choice, std::string* error, bool* badArguments);
 
 }  // namespace host

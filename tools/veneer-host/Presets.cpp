@@ -2,9 +2,15 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <string_view>
+
+#include "Components.h"
+#include "FileAccess.h"
 
 namespace host {
 
@@ -14,6 +20,36 @@ struct Releaser {
   void operator()(const void* object) const { CFRelease(object); }
 };
 using Owned = std::unique_ptr<const void, Releaser>;
+
+std::optional<OSType> Code(CFDictionaryRef preset, CFStringRef key) {
+  const void* value = CFDictionaryGetValue(preset, key);
+  SInt64 number = 0;
+  if (value == nullptr || CFGetTypeID(value) != CFNumberGetTypeID() ||
+      !CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number)) {
+    return std::nullopt;
+  }
+  return static_cast<OSType>(number);
+}
+
+// The component a preset was saved from, when it says.
+std::optional<AudioComponentDescription> PresetOwner(CFDictionaryRef preset) {
+  const auto type = Code(preset, CFSTR("type"));
+  const auto subtype = Code(preset, CFSTR("subtype"));
+  const auto manufacturer = Code(preset, CFSTR("manufacturer"));
+  if (!type || !subtype || !manufacturer) {
+    return std::nullopt;
+  }
+  return AudioComponentDescription{*type, *subtype, *manufacturer, 0, 0};
+}
+
+bool SameCodes(const AudioComponentDescription& owner, AudioUnit unit) {
+  AudioComponentDescription hosted{};
+  if (AudioComponentGetDescription(AudioComponentInstanceGetComponent(unit), &hosted) != noErr) {
+    return true;  // nothing to compare with: let the unit judge
+  }
+  return owner.componentType == hosted.componentType && owner.componentSubType == hosted.componentSubType &&
+         owner.componentManufacturer == hosted.componentManufacturer;
+}
 
 }  // namespace
 
@@ -27,19 +63,25 @@ bool SavePreset(AudioUnit unit, const std::string& path, std::string* error) {
     return false;
   }
   const Owned owned(classInfo);
-  const Owned data(CFPropertyListCreateData(nullptr, classInfo, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  if (CFGetTypeID(classInfo) != CFDictionaryGetTypeID()) {
+    *error = "the unit's state is not a dictionary";
+    return false;
+  }
+  // Hosts name a preset after its file, as they list presets by name.
+  const Owned named(CFDictionaryCreateMutableCopy(nullptr, 0, static_cast<CFDictionaryRef>(classInfo)));
+  const std::string stem = std::filesystem::path(path).stem().string();
+  const Owned name(CFStringCreateWithCString(nullptr, stem.c_str(), kCFStringEncodingUTF8));
+  CFDictionarySetValue(static_cast<CFMutableDictionaryRef>(const_cast<void*>(named.get())), CFSTR("name"), name.get());
+  const Owned data(CFPropertyListCreateData(nullptr, named.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   if (data == nullptr) {
     *error = "the unit's state cannot be written as a property list";
     return false;
   }
   const auto bytes = static_cast<CFDataRef>(data.get());
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)), CFDataGetLength(bytes));
-  if (!file.flush()) {
-    *error = "cannot write " + path;
-    return false;
-  }
-  return true;
+  return companion::ReplaceFileAtomically(path,
+                                          std::string_view(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
+                                                           static_cast<std::size_t>(CFDataGetLength(bytes))),
+                                          error);
 }
 
 bool LoadPreset(AudioUnit unit, const std::string& path, std::string* error) {
@@ -58,6 +100,13 @@ bool LoadPreset(AudioUnit unit, const std::string& path, std::string* error) {
     return false;
   }
   const CFPropertyListRef classInfo = plist.get();
+  if (const auto owner = PresetOwner(static_cast<CFDictionaryRef>(classInfo)); owner && !SameCodes(*owner, unit)) {
+    AudioComponentDescription hosted{};
+    AudioComponentGetDescription(AudioComponentInstanceGetComponent(unit), &hosted);
+    *error = path + " is a preset of " + DescriptionText(*owner) + ", not of the unit hosted (" +
+             DescriptionText(hosted) + ")";
+    return false;
+  }
   if (const OSStatus status = AudioUnitSetProperty(unit, kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0,
                                                    &classInfo, sizeof classInfo);
       status != noErr) {

@@ -1,5 +1,6 @@
 #include "ProgressBar.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +14,18 @@ namespace {
 
 double Seconds() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
 
-constexpr int kWidth = 40;
+// The bar's share of the line; narrower than this it is left out.
+constexpr std::size_t kMaxBar = 40;
+constexpr std::size_t kMinBar = 10;
+
+// The terminal's width now (it may have been resized since the last draw).
+std::size_t Columns() {
+  winsize size{};
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+    return size.ws_col;
+  }
+  return 80;
+}
 
 }  // namespace
 
@@ -40,11 +52,20 @@ void ProgressBar::Draw(std::size_t framesDone) {
   lastDraw_ = Seconds();
   const double fraction =
       total_ == 0 ? 1.0 : std::min(1.0, static_cast<double>(framesDone) / static_cast<double>(total_));
-  const int filled = static_cast<int>(fraction * kWidth);
-  const std::string bar =
-      std::string(static_cast<std::size_t>(filled), '#') + std::string(static_cast<std::size_t>(kWidth - filled), '.');
-  std::fprintf(stderr, "\r  [%s] %3d%%  %6.2f / %.2f s", bar.c_str(), static_cast<int>(fraction * 100.0),
-               static_cast<double>(framesDone) / sampleRate_, static_cast<double>(total_) / sampleRate_);
+  char numbers[96];
+  std::snprintf(numbers, sizeof numbers, "%3d%%  %.2f / %.2f s", static_cast<int>(fraction * 100.0),
+                static_cast<double>(framesDone) / sampleRate_, static_cast<double>(total_) / sampleRate_);
+  // One line that never reaches the last column, so the terminal never wraps it.
+  const std::size_t room = Columns() - 1;
+  std::string line = numbers;
+  const std::size_t barRoom = room > line.size() + 4 ? std::min(kMaxBar, room - line.size() - 4) : 0;
+  if (barRoom >= kMinBar) {
+    const auto filled = static_cast<std::size_t>(fraction * static_cast<double>(barRoom));
+    line = "[" + std::string(filled, '#') + std::string(barRoom - filled, '.') + "] " + line;
+  }
+  line.resize(std::min(line.size(), room));
+  // Back to the line's start, then clear what a longer earlier line left.
+  std::fprintf(stderr, "\r%s\x1b[K", line.c_str());
   std::fflush(stderr);
 }
 

@@ -1,4 +1,5 @@
-// A one-line progress bar on a terminal; silent when stderr is not one.
+// A progress bar on one line of the terminal, fitted to its width; silent when stderr
+// is not a terminal.
 #pragma once
 
 #include <cstddef>

@@ -1,18 +1,24 @@
 // veneer-host render: a DAW playing one track through the plug-in.
-#include <cstdlib>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
+#include <utility>
 
+#include "BlockReport.h"
 #include "Commands.h"
 #include "CompanionRole.h"
+#include "FileAccess.h"
+#include "OutputFiles.h"
+#include "PluginLog.h"
 #include "Presets.h"
 #include "ProgressBar.h"
 #include "RenderOptions.h"
 #include "RenderSession.h"
+#include "StopSignal.h"
 #include "Summary.h"
 #include "TestSignal.h"
+#include "VeneerWatch.h"
 
 namespace host {
 
@@ -26,38 +32,12 @@ int Fail(int status, const std::string& message) {
   return status;
 }
 
-std::string DefaultOutput(const std::string& input) {
-  const std::size_t dot = input.find_last_of('.');
-  const std::size_t slash = input.find_last_of('/');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) {
-    return input + "-veneer.wav";
-  }
-  return input.substr(0, dot) + "-veneer" + input.substr(dot);
-}
-
-bool EnsureParentFolder(const std::string& path, std::string* error) {
-  const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-  std::error_code failure;
-  if (!parent.empty()) {
-    std::filesystem::create_directories(parent, failure);
-  }
-  if (failure) {
-    *error = "cannot create the folder " + parent.string() + ": " + failure.message();
-  }
-  return !failure;
-}
-
 }  // namespace
 
-int RunRender(const std::vector<std::string>& args) {
+int RunRender(RenderOptions options) {
   std::string error;
-  std::optional<RenderOptions> parsed = ParseRenderOptions(args, &error);
-  if (!parsed) {
-    return Fail(kExitUsage, error + "\n\n" + RenderUsage());
-  }
-  RenderOptions& options = *parsed;
-  if (options.home && setenv("HOME", options.home->c_str(), 1) != 0) {
-    return Fail(kExitUsage, "cannot use --home " + *options.home);
+  if (const auto clash = CheckRenderOptions(options)) {
+    return Fail(kExitUsage, *clash);
   }
 
   // The audio first: bad input is refused before anything is opened or written.
@@ -78,8 +58,20 @@ int RunRender(const std::vector<std::string>& args) {
   if (input.Frames() == 0) {
     return Fail(kExitUsage, "the input holds no audio");
   }
-  for (const std::optional<std::string>& path : {options.output, options.report}) {
-    if (path && !EnsureParentFolder(*path, &error)) {
+  const double seconds = static_cast<double>(input.Frames()) / input.sampleRate;
+  for (const TimedSettings& timed : options.timedSettings) {
+    if (timed.seconds >= seconds) {
+      char text[160];
+      std::snprintf(text, sizeof text, "--set-at %g s is not within the input, which lasts %.3f s", timed.seconds,
+                    seconds);
+      return Fail(kExitUsage, text);
+    }
+  }
+  if (!OutputsAreDistinct(options, &error)) {
+    return Fail(kExitUsage, error);
+  }
+  for (const std::optional<std::string>& path : {options.output, options.report, options.savePreset}) {
+    if (path && !PrepareOutput(*path, &error)) {
       return Fail(kExitFailure, error);
     }
   }
@@ -92,17 +84,24 @@ int RunRender(const std::vector<std::string>& args) {
 
   std::optional<companion::SupportFolder> folder = companion::SupportFolder::Locate(std::nullopt, &error);
   std::optional<CompanionRole> companionRole;
-  if (options.SendsSettings()) {
-    if (!folder) {
-      return Fail(kExitUsage, error);
-    }
+  if (options.SendsSettings() && !folder) {
+    return Fail(kExitUsage, error);
+  }
+  if (options.playsCompanion && folder) {
     companionRole.emplace(*folder);
-    if (!companionRole->Prepare() || !companionRole->Send(options.settings, "before the run", &error)) {
+    if (!companionRole->Prepare()) {
+      return kExitFailure;  // Prepare said why
+    }
+    if (!companionRole->Start(options.settings, &error)) {
       return Fail(kExitFailure, error);
     }
-    companionRole->Schedule(options.timedSettings);
+    companionRole->Schedule(options.timedSettings, input.sampleRate, options.realTime);
   }
 
+  std::optional<PluginLog> pluginLog;
+  if (folder) {
+    pluginLog.emplace(folder->File(companion::kDebugLog));
+  }
   RenderOutcome outcome;
   {
     const std::unique_ptr<RenderSession> session =
@@ -119,26 +118,54 @@ int RunRender(const std::vector<std::string>& args) {
         return Fail(kExitFailure, "parameter " + std::to_string(id) + " refused with " + std::to_string(status));
       }
     }
+    const auto initializing = std::filesystem::file_time_type::clock::now();
     if (const OSStatus status = session->Initialize(options.initializeOnWorker); status != noErr) {
       return Fail(kExitFailure, "initialising the unit failed with " + std::to_string(status));
     }
+    if (folder) {
+      AwaitFirstLinkPass(session->Unit(), *folder, initializing);
+    }
+    if (companionRole && !HasInnerUnit(session->Unit())) {
+      companionRole->NothingApplies();  // no waiting for what no inner unit will apply
+    }
 
     ProgressBar progress(input.Frames(), input.sampleRate, options.progress);
+    RenderGate gate;
+    if (companionRole) {
+      gate.SetStops(companionRole->Stops());
+    }
+    // Ctrl-C ends the render early; the unit is then uninitialised and closed as usual.
+    companion::InstallStopHandlers();
     const auto tick = [&](std::size_t framesDone) {
+      if (companion::StopRequested()) {
+        session->Stop();
+        gate.OpenAll();
+      }
       progress.Update(framesDone);
       if (companionRole) {
-        companionRole->Follow(static_cast<double>(framesDone) / input.sampleRate);
+        companionRole->Follow(framesDone, gate);
       }
     };
     const auto keepWaiting = [&] { return companionRole && companionRole->AwaitingApplication(); };
-    outcome = session->Run(options.realTime, tick, keepWaiting);
+    outcome = session->Run(options.realTime, gate, tick, keepWaiting, [&] { return CompanionCause(folder); });
     progress.Finish();
 
-    if (options.savePreset && !SavePreset(session->Unit(), *options.savePreset, &error)) {
+    if (!outcome.stopped && options.savePreset && !SavePreset(session->Unit(), *options.savePreset, &error)) {
       return Fail(kExitFailure, error);
     }
   }
 
+  if (outcome.stopped) {
+    char when[96];
+    std::snprintf(when, sizeof when, "interrupted after %.2f of %.2f s of audio",
+                  static_cast<double>(outcome.framesRendered) / input.sampleRate, seconds);
+    std::string left = std::string(when) + "; the unit was uninitialised and closed; nothing was written (" +
+                       *options.output + (options.savePreset ? ", " + *options.savePreset : "") + ")";
+    if (companionRole) {
+      left += "; " + companionRole->Folder().File(companion::kStateFile) + " keeps the settings last sent";
+    }
+    return Fail(kExitFailure, left);
+  }
   if (!WriteAudioFile(*options.output, outcome.output, &error)) {
     return Fail(kExitFailure, error);
   }
@@ -146,7 +173,7 @@ int RunRender(const std::vector<std::string>& args) {
   RunFacts facts;
   facts.inputName = options.input.value_or("the embedded demo voice");
   facts.outputPath = *options.output;
-  facts.unitTitle = ComponentTitle(component) + " (" + DescriptionText(options.component.description) + ")";
+  facts.unitTitle = ComponentTitle(component);
   facts.seconds = static_cast<double>(input.Frames()) / input.sampleRate;
   facts.sampleRate = input.sampleRate;
   facts.channels = input.channels.size();
@@ -156,7 +183,12 @@ int RunRender(const std::vector<std::string>& args) {
   facts.inputLevel = MeasureLevel(input);
   facts.outputLevel = MeasureLevel(outcome.output);
   facts.outcome = &outcome;
-  facts.sendsSettings = companionRole.has_value();
+  facts.frames = input.Frames();
+  facts.blockRuns = ClassifyBlocks(outcome, options.blockFrames);
+  if (folder && pluginLog) {
+    NoteMissingVariant(*folder, *pluginLog, facts);
+  }
+  facts.playsCompanion = companionRole.has_value();
   if (companionRole) {
     facts.sent = companionRole->Sent();
     facts.applied = companionRole->AppliedLines();
@@ -169,9 +201,8 @@ int RunRender(const std::vector<std::string>& args) {
   PrintSummary(summary, facts);
   std::cout << summary.str();
   if (options.report) {
-    std::ofstream report(*options.report, std::ios::trunc);
-    if (!(report << summary.str()) || !report.flush()) {
-      return Fail(kExitFailure, "cannot write the report " + *options.report);
+    if (!companion::ReplaceFileAtomically(*options.report, summary.str(), &error)) {
+      return Fail(kExitFailure, error);
     }
     std::cout << "report written to " << *options.report << "\n";
   }

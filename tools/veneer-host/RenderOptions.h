@@ -26,23 +26,26 @@ struct RenderOptions {
   std::vector<std::pair<AudioUnitParameterID, AudioUnitParameterValue>> parameters;
   std::optional<std::string> savePreset;
   std::optional<std::string> loadPreset;
-  std::optional<std::string> home;
   bool realTime = true;
   bool initializeOnWorker = false;
   bool progress = true;
+  // Plays the companion application (the heartbeat) unless --no-companion leaves the link alone.
+  bool playsCompanion = true;
 
-  // Whether this run plays the companion application.
+  // Whether this run sends settings of its own.
   [[nodiscard]] bool SendsSettings() const { return !settings.empty() || !timedSettings.empty(); }
 };
 
-// Reads the arguments after "render". Nothing (and `error`) for anything it cannot use.
-std::optional<RenderOptions> ParseRenderOptions(const std::vector<std::string>& args, std::string* error);
+// The parsers of the option values; nothing (and `error`) for text they cannot use.
+std::optional<TimedSettings> ParseTimedSetting(const std::string& text, std::string* error);  // SECONDS:KEY=VALUE
+std::optional<std::pair<AudioUnitParameterID, AudioUnitParameterValue>> ParseParameter(const std::string& text,
+                                                                                       std::string* error);  // ID=VALUE
+
+// What the options say against each other, or nothing when they agree.
+std::optional<std::string> CheckRenderOptions(const RenderOptions& options);
 
 // Fills in what the embedded demo uses where the options leave it open: an output file,
 // a report beside it, and a set of settings with one change half-way.
 void ApplyDemoDefaults(RenderOptions& options, double demoSeconds);
-
-// The usage text of `render`.
-const char* RenderUsage();
 
 }  // namespace host

@@ -34,6 +34,7 @@ RenderSession::RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFra
   output_.fileFormat = input.fileFormat;
   output_.channels.assign(input.channels.size(), std::vector<float>(input.Frames()));
   outputList_->mNumberBuffers = static_cast<UInt32>(input.channels.size());
+  pulledInput_.reserve((input.Frames() + blockFrames - 1) / blockFrames);
 }
 
 std::unique_ptr<RenderSession> RenderSession::Open(AudioComponent component, const Audio& input, UInt32 blockFrames,
@@ -95,10 +96,11 @@ OSStatus RenderSession::Initialize(bool onWorkerThread) {
 OSStatus RenderSession::ProvideInput(void* refCon, AudioUnitRenderActionFlags* /*flags*/,
                                      const AudioTimeStamp* /*timeStamp*/, UInt32 /*bus*/, UInt32 frames,
                                      AudioBufferList* data) {
-  const auto* self = static_cast<const RenderSession*>(refCon);
+  auto* self = static_cast<RenderSession*>(refCon);
   if (data == nullptr) {
     return kAudio_ParamError;
   }
+  ++self->pulls_;
   const std::size_t total = self->input_.Frames();
   const std::size_t start = std::min(self->renderPosition_, total);
   const std::size_t available = std::min<std::size_t>(frames, total - start);
@@ -117,12 +119,16 @@ OSStatus RenderSession::ProvideInput(void* refCon, AudioUnitRenderActionFlags* /
   return noErr;
 }
 
-void RenderSession::RenderAll(bool realTime) {
+void RenderSession::RenderAll(bool realTime, RenderGate& gate) {
   const std::size_t total = input_.Frames();
   const Clock::time_point start = Clock::now();
   AudioTimeStamp timeStamp{};
   timeStamp.mFlags = kAudioTimeStampSampleTimeValid;
-  while (renderPosition_ < total) {
+  Clock::duration held{};
+  while (renderPosition_ < total && !stop_.load(std::memory_order_relaxed)) {
+    const Clock::time_point holding = Clock::now();
+    gate.Pass(renderPosition_);
+    held += Clock::now() - holding;  // real-time pacing resumes after a hold
     const auto frames = static_cast<UInt32>(std::min<std::size_t>(blockFrames_, total - renderPosition_));
     for (UInt32 c = 0; c < outputList_->mNumberBuffers; ++c) {
       outputList_->mBuffers[c] = {1, frames * static_cast<UInt32>(sizeof(float)),
@@ -130,9 +136,11 @@ void RenderSession::RenderAll(bool realTime) {
     }
     timeStamp.mSampleTime = static_cast<Float64>(renderPosition_);
     AudioUnitRenderActionFlags flags = 0;
+    const std::size_t pullsBefore = pulls_;
     const Clock::time_point before = Clock::now();
     const OSStatus status = AudioUnitRender(unit_, &flags, &timeStamp, 0, frames, outputList_.get());
     const double ms = std::chrono::duration<double, std::milli>(Clock::now() - before).count();
+    pulledInput_.push_back(pulls_ != pullsBefore);
 
     ++stats_.blocks;
     stats_.totalMs += ms;
@@ -151,48 +159,64 @@ void RenderSession::RenderAll(bool realTime) {
     renderPosition_ += frames;
     framesDone_.store(renderPosition_, std::memory_order_release);
     if (realTime) {
-      std::this_thread::sleep_until(start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
-                                                static_cast<double>(renderPosition_) / input_.sampleRate)));
+      std::this_thread::sleep_until(start + held +
+                                    std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
+                                        static_cast<double>(renderPosition_) / input_.sampleRate)));
     }
   }
   finished_.store(true, std::memory_order_release);
 }
 
-void RenderSession::WatchInnerUnit(RenderOutcome& outcome) const {
-  if (outcome.innerSeenAtFrame) {
-    return;
-  }
+void RenderSession::Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause) const {
+  const std::size_t frame = framesDone_.load(std::memory_order_acquire);
   AudioUnit inner = nullptr;
   UInt32 size = sizeof inner;
-  if (AudioUnitGetProperty(unit_, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) != noErr) {
-    return;
+  const bool reportsInner =
+      AudioUnitGetProperty(unit_, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) == noErr;
+  outcome.reportsInner = outcome.reportsInner || reportsInner;
+  if (inner != nullptr && !outcome.innerSeenAtFrame) {
+    outcome.innerSeenAtFrame = frame;
+    outcome.innerTitle = ComponentTitle(AudioComponentInstanceGetComponent(inner));
   }
-  outcome.reportsInner = true;
-  if (inner == nullptr) {
-    return;
+  UInt32 hostBypass = 0;
+  size = sizeof hostBypass;
+  BypassCause cause = BypassCause::kNone;
+  if (AudioUnitGetProperty(unit_, kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0, &hostBypass, &size) ==
+          noErr &&
+      hostBypass != 0) {
+    cause = BypassCause::kHost;
+  } else if (reportsInner && inner == nullptr) {
+    cause = BypassCause::kNoProduct;
+  } else {
+    cause = companionCause();
   }
-  outcome.innerSeenAtFrame = framesDone_.load(std::memory_order_acquire);
-  outcome.innerTitle = ComponentTitle(AudioComponentInstanceGetComponent(inner));
+  if (outcome.causes.empty() || outcome.causes.back().cause != cause) {
+    outcome.causes.push_back({frame, cause});
+  }
 }
 
-RenderOutcome RenderSession::Run(bool realTime, const std::function<void(std::size_t)>& tick,
-                                 const std::function<bool()>& keepWaiting) {
+RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::function<void(std::size_t)>& tick,
+                                 const std::function<bool()>& keepWaiting,
+                                 const std::function<BypassCause()>& companionCause) {
   RenderOutcome outcome;
-  WatchInnerUnit(outcome);
-  std::thread renderThread([this, realTime] { RenderAll(realTime); });
+  Observe(outcome, companionCause);
+  std::thread renderThread([this, realTime, &gate] { RenderAll(realTime, gate); });
   while (!finished_.load(std::memory_order_acquire)) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
-    WatchInnerUnit(outcome);
+    Observe(outcome, companionCause);
     tick(framesDone_.load(std::memory_order_acquire));
   }
   renderThread.join();
-  while (keepWaiting()) {
+  while (!stop_.load(std::memory_order_relaxed) && keepWaiting()) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
-    WatchInnerUnit(outcome);
+    Observe(outcome, companionCause);
     tick(framesDone_.load(std::memory_order_acquire));
   }
   outcome.stats = stats_;
   outcome.output = std::move(output_);
+  outcome.pulledInput = std::move(pulledInput_);
+  outcome.stopped = stop_.load(std::memory_order_relaxed);
+  outcome.framesRendered = renderPosition_;
   return outcome;
 }
 

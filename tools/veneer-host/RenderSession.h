@@ -11,8 +11,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "AudioFile.h"
+#include "RenderGate.h"
 
 namespace host {
 
@@ -28,6 +30,14 @@ struct BlockStats {
   double totalMs = 0;
 };
 
+// Why Veneer takes its bypass path, as far as the host can tell.
+enum class BypassCause { kNone, kHost, kNoProduct, kCompanionMissing, kCompanionStale, kQuitMarker };
+
+struct CauseChange {
+  std::size_t frame;  // rendered when the cause was seen
+  BypassCause cause;
+};
+
 struct RenderOutcome {
   Audio output;
   BlockStats stats;
@@ -36,6 +46,14 @@ struct RenderOutcome {
   // Frames already rendered when the inner unit was first seen; none when it never was.
   std::optional<std::size_t> innerSeenAtFrame;
   std::string innerTitle;
+  // Per block: whether the unit read the host's audio in it. Veneer reads it only when its
+  // inner unit renders, and on the very first block of an instance.
+  std::vector<bool> pulledInput;
+  // Stopped before the end (Ctrl-C); the output holds silence past the frames rendered.
+  bool stopped = false;
+  std::size_t framesRendered = 0;
+  // The causes of a bypass the host saw while rendering, each from the frame it was first seen at.
+  std::vector<CauseChange> causes;
 };
 
 class RenderSession {
@@ -53,25 +71,30 @@ class RenderSession {
 
   [[nodiscard]] AudioUnit Unit() const { return unit_; }
 
+  // [main thread] Makes the render thread stop before its next block (Run then returns at once).
+  void Stop() { stop_.store(true, std::memory_order_relaxed); }
+
   // [main thread] Initialises the unit, on this thread or, as some hosts do, on a worker.
   OSStatus Initialize(bool onWorkerThread);
 
   // [main thread] Renders the whole input on a render thread, paced at real time or as fast
   // as possible. Meanwhile runs the main run loop and calls `tick` with the frames rendered
   // so far, about 50 times a second; after the last block goes on while `keepWaiting` says so.
-  RenderOutcome Run(bool realTime, const std::function<void(std::size_t)>& tick,
-                    const std::function<bool()>& keepWaiting);
+  // `companionCause` tells whether the companion's files would make Veneer bypass now. The
+  // render thread holds before a block wherever `gate` says.
+  RenderOutcome Run(bool realTime, RenderGate& gate, const std::function<void(std::size_t)>& tick,
+                    const std::function<bool()>& keepWaiting, const std::function<BypassCause()>& companionCause);
 
  private:
   RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFrames);
 
   // [render thread] Every block, in order.
-  void RenderAll(bool realTime);
+  void RenderAll(bool realTime, RenderGate& gate);
   // [render thread] The unit's input: the file's samples from the current position.
   static OSStatus ProvideInput(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
                                UInt32 bus, UInt32 frames, AudioBufferList* data);
-  // [main thread] Notes when the inner unit first shows.
-  void WatchInnerUnit(RenderOutcome& outcome) const;
+  // [main thread] Notes when the inner unit first shows, and what would make the unit bypass.
+  void Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause) const;
 
   AudioUnit unit_ = nullptr;
   const Audio& input_;
@@ -80,8 +103,11 @@ class RenderSession {
   std::unique_ptr<AudioBufferList, void (*)(void*)> outputList_;
   BlockStats stats_;                // render thread's until it is joined
   std::size_t renderPosition_ = 0;  // render thread's
+  std::size_t pulls_ = 0;           // render thread's: calls for the host's audio
+  std::vector<bool> pulledInput_;   // render thread's until it is joined; reserved in advance
   std::atomic<std::size_t> framesDone_{0};
   std::atomic<bool> finished_{false};
+  std::atomic<bool> stop_{false};
   bool initialized_ = false;
 };
 

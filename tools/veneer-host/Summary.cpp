@@ -1,5 +1,6 @@
 #include "Summary.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <ostream>
@@ -21,20 +22,46 @@ std::string LevelText(const Level& level) {
   return "peak " + Fixed(level.peakDb, 1) + " dBFS, RMS " + Fixed(level.rmsDb, 1) + " dBFS";
 }
 
-std::string InnerText(const RunFacts& facts) {
+std::string Seconds(const RunFacts& facts, std::size_t frame) {
+  return Fixed(static_cast<double>(std::min(frame, facts.frames)) / facts.sampleRate, 3);
+}
+
+// The plug-in's "ipc#" line holds the values as it sent them to the product (key and scale
+// already divided by the product's divisors) and every value, sent or not; next to it goes
+// what this run sent, in the units it was given.
+std::string AppliedText(const RunFacts& facts, const std::string& line) {
+  const std::size_t at = line.find("ipc# ");
+  const std::string seq = at == std::string::npos ? "" : line.substr(at + 5, line.find(' ', at + 5) - at - 5);
+  for (const SentSettings& sent : facts.sent) {
+    if (sent.seq && std::to_string(*sent.seq) == seq) {
+      return "seq " + seq + " as sent:" + sent.changes + "\n      Veneer's line, in the product's units: " + line;
+    }
+  }
+  return "seq " + seq + ", not sent by this run\n      Veneer's line, in the product's units: " + line;
+}
+
+void PrintInner(std::ostream& out, const RunFacts& facts) {
   const RenderOutcome& outcome = *facts.outcome;
+  out << "  inner unit:      ";
   if (!outcome.reportsInner) {
-    return "not reported (the unit is not Veneer)";
+    out << "not reported (the unit is not Veneer)\n";
+    return;
   }
-  if (!outcome.innerSeenAtFrame) {
-    return "none: every block took the plug-in's pass-through path (no product found)";
+  std::size_t through = 0;
+  for (const BlockRun& run : facts.blockRuns) {
+    through += run.throughInner ? run.lastBlock - run.firstBlock + 1 : 0;
   }
-  if (*outcome.innerSeenAtFrame == 0) {
-    return "present from the first block";
+  out << "rendered " << through << " of " << outcome.pulledInput.size() << " blocks";
+  if (outcome.innerSeenAtFrame && *outcome.innerSeenAtFrame > 0) {
+    out << "; it appeared after " << Seconds(facts, *outcome.innerSeenAtFrame) << " s of audio";
   }
-  return "appeared after " + Fixed(static_cast<double>(*outcome.innerSeenAtFrame) / facts.sampleRate, 3) +
-         " s of audio (frame " + std::to_string(*outcome.innerSeenAtFrame) +
-         "); blocks before it took the plug-in's pass-through path";
+  out << "\n";
+  for (const BlockRun& run : facts.blockRuns) {
+    out << "    blocks " << run.firstBlock + 1 << "-" << run.lastBlock + 1 << " ("
+        << Seconds(facts, run.firstBlock * facts.blockFrames) << "-"
+        << Seconds(facts, (run.lastBlock + 1) * facts.blockFrames)
+        << " s): " << (run.throughInner ? "through the inner unit" : "bypassed, " + CauseText(run.cause)) << "\n";
+  }
 }
 
 }  // namespace
@@ -50,19 +77,34 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
       << "\n";
   out << "  input level:     " << LevelText(facts.inputLevel) << "\n";
   out << "  output level:    " << LevelText(facts.outputLevel) << "\n";
-  out << "  variant:         " << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
-  out << "  inner unit:      " << InnerText(facts) << "\n";
-  if (facts.sendsSettings) {
+  out << "  variant:         "
+      << (!outcome.reportsInner ? "not reported (the unit is not Veneer)"
+                                : (outcome.innerTitle.empty() ? "none" : outcome.innerTitle))
+      << "\n";
+  if (facts.missingVariant) {
+    out << "  missing variant: \"" << *facts.missingVariant << "\" was "
+        << (facts.missingVariantForced ? "forced" : "preferred") << " but is not installed; Veneer used "
+        << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
+  }
+  PrintInner(out, facts);
+  if (facts.playsCompanion) {
     out << "  settings sent:\n";
-    for (const std::string& line : facts.sent) {
-      out << "    " << line << "\n";
+    for (const SentSettings& sent : facts.sent) {
+      out << "    " << sent.when << ": " << sent.what;
+      if (sent.seq) {
+        out << "; sent at " << Seconds(facts, sent.sentAtFrame) << " s of audio, "
+            << (sent.appliedAtFrame ? "applied at " + Seconds(facts, *sent.appliedAtFrame) + " s"
+                                    : std::string("not applied (no ipc# line)"));
+      }
+      out << "\n";
     }
     out << "  settings applied" << (facts.applied.empty() ? ": none logged" : ":") << "\n";
     for (const std::string& line : facts.applied) {
-      out << "    " << line << "\n";
+      out << "    " << AppliedText(facts, line) << "\n";
     }
   } else {
-    out << "  settings:        none sent by this run (the companion application's, if it runs)\n";
+    out << "  settings:        none: this run left the companion's files alone (Veneer follows the application, "
+           "if it runs)\n";
   }
   out << "  render:          " << stats.blocks << " blocks, " << stats.slowBlocks
       << " slow (longer than their audio), longest " << Fixed(stats.longestMs, 3) << " ms, average "

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "AudioFile.h"
+#include "BlockReport.h"
+#include "CompanionRole.h"
 #include "RenderSession.h"
 
 namespace host {
@@ -25,9 +27,14 @@ struct RunFacts {
   Level inputLevel;
   Level outputLevel;
   const RenderOutcome* outcome = nullptr;
-  std::vector<std::string> sent;     // one line per settings file sent
-  std::vector<std::string> applied;  // the plug-in's "ipc#" lines
-  bool sendsSettings = false;
+  std::size_t frames = 0;
+  std::vector<BlockRun> blockRuns;
+  // "强制指定的版本没找到" in the log: the forced (or preferred) variant is not installed.
+  std::optional<std::string> missingVariant;
+  bool missingVariantForced = false;
+  std::vector<SentSettings> sent;            // one per settings file sent
+  std::vector<std::string> applied;          // the plug-in's "ipc#" lines
+  bool playsCompanion = false;               // this run kept the heartbeat
   std::optional<std::string> supportFolder;  // none: no HOME
   std::vector<std::string> supportFiles;
 };

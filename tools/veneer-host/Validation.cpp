@@ -3,6 +3,10 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -11,6 +15,7 @@
 #include <ostream>
 #include <random>
 
+#include "RenderSession.h"
 #include "ValidationUnit.h"
 
 namespace host {
@@ -41,21 +46,54 @@ struct Releaser {
 };
 using Owned = std::unique_ptr<const void, Releaser>;
 
-// Configures and renders `blocks` blocks of each size in turn; the first problem, or nothing.
-std::optional<std::string> RenderBlocks(ValidationUnit& unit, const std::vector<UInt32>& sizes, int blocks = 4) {
+// A plain render's output must follow its input this closely (normalised correlation).
+constexpr double kFollowing = 0.9;
+
+// Renders `blocks` blocks of each size in turn; the first problem, or nothing.
+std::optional<std::string> RenderBlocks(ValidationUnit& unit, const std::vector<UInt32>& sizes, int blocks = 4,
+                                        std::vector<ValidationUnit::BlockFacts>* seen = nullptr) {
   for (int i = 0; i < blocks; ++i) {
     for (const UInt32 frames : sizes) {
-      bool finite = true;
-      if (const OSStatus status = unit.Render(frames, &finite); status != noErr) {
+      ValidationUnit::BlockFacts facts;
+      if (const OSStatus status = unit.Render(frames, &facts); status != noErr) {
         return "render of " + std::to_string(frames) + " frames failed with " + Status(status);
       }
-      if (!finite) {
+      if (!facts.finite) {
         return "output of " + std::to_string(frames) + " frames holds NaN or infinity";
+      }
+      if (seen != nullptr) {
+        seen->push_back(facts);
       }
     }
   }
   return std::nullopt;
 }
+
+// Expected failures may make a framework log to standard error; the report stays clean of them.
+class QuietStandardError {
+ public:
+  QuietStandardError() {
+    std::fflush(stderr);
+    saved_ = dup(STDERR_FILENO);
+    const int null = open("/dev/null", O_WRONLY);
+    if (null >= 0) {
+      dup2(null, STDERR_FILENO);
+      close(null);
+    }
+  }
+  ~QuietStandardError() {
+    std::fflush(stderr);
+    if (saved_ >= 0) {
+      dup2(saved_, STDERR_FILENO);
+      close(saved_);
+    }
+  }
+  QuietStandardError(const QuietStandardError&) = delete;
+  QuietStandardError& operator=(const QuietStandardError&) = delete;
+
+ private:
+  int saved_ = -1;
+};
 
 std::optional<std::string> Configure(ValidationUnit& unit, double rate, UInt32 channels, UInt32 maxFrames) {
   if (!unit.Ok()) {
@@ -106,9 +144,75 @@ bool Validator::RunAll() {
   Run("class info round trip", [this] { return ClassInfoRoundTrip(); });
   Run("a megabyte of random state refused", [this] { return RandomStateRefused(); });
   Run("repeated open, initialize, close", [this] { return RepeatedOpenClose(); });
+  Run("host bypass", [this] { return HostBypass(); });
+  ReportInnerUnit();
   out_ << (failed_ == 0 ? "validation PASSED: " : "validation FAILED: ") << passed_ << " passed, " << failed_
        << " failed" << std::endl;
   return failed_ == 0;
+}
+
+std::optional<std::string> Validator::RenderFollowing(ValidationUnit& unit, const std::vector<UInt32>& sizes,
+                                                      int blocks, bool counted) {
+  std::vector<ValidationUnit::BlockFacts> seen;
+  const std::optional<std::string> problem = RenderBlocks(unit, sizes, blocks, &seen);
+  for (std::size_t i = 0; i < seen.size(); ++i) {
+    if (counted && !seen[i].first) {
+      ++countedBlocks_;
+      readingBlocks_ += seen[i].pulled ? 1 : 0;
+    }
+    if (!problem && seen[i].follows < kFollowing) {
+      return "the output of block " + std::to_string(i + 1) + " does not follow the input (correlation " +
+             Fixed(seen[i].follows, 2) + ", at least " + Fixed(kFollowing, 2) + " expected)";
+    }
+  }
+  return problem;
+}
+
+void Validator::ReportInnerUnit() {
+  ValidationUnit unit(component_);
+  AudioUnit inner = nullptr;
+  UInt32 size = sizeof inner;
+  if (!unit.Ok() ||
+      AudioUnitGetProperty(unit.Unit(), kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) != noErr) {
+    return;
+  }
+  out_ << "inner unit: rendered " << readingBlocks_ << " of " << countedBlocks_
+       << " blocks of the render checks (counted after each instance's first block)";
+  if (readingBlocks_ == 0) {
+    out_ << "; every block took Veneer's bypass path (no product, or no fresh settings file: try --set)";
+  }
+  out_ << std::endl;
+}
+
+CheckResult Validator::HostBypass() {
+  ValidationUnit unit(component_);
+  if (auto problem = Configure(unit, 44100, 2, 512)) {
+    return Fail(*problem);
+  }
+  UInt32 size = 0;
+  Boolean writable = false;
+  if (AudioUnitGetPropertyInfo(unit.Unit(), kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0, &size,
+                               &writable) != noErr) {
+    return {true, "the unit has no bypass"};
+  }
+  for (const UInt32 bypass : {1U, 0U}) {
+    if (const OSStatus status = AudioUnitSetProperty(unit.Unit(), kAudioUnitProperty_BypassEffect,
+                                                     kAudioUnitScope_Global, 0, &bypass, sizeof bypass);
+        status != noErr) {
+      return Fail("setting the bypass to " + std::to_string(bypass) + " failed with " + Status(status));
+    }
+    UInt32 readBack = 2;
+    size = sizeof readBack;
+    if (AudioUnitGetProperty(unit.Unit(), kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0, &readBack,
+                             &size) != noErr ||
+        readBack != bypass) {
+      return Fail("the bypass set to " + std::to_string(bypass) + " reads back as " + std::to_string(readBack));
+    }
+    if (auto problem = RenderFollowing(unit, {512}, 4, false)) {
+      return Fail(std::string(bypass != 0 ? "bypassed: " : "after the bypass: ") + *problem);
+    }
+  }
+  return {true, "bypassed and then not, the output follows the input"};
 }
 
 CheckResult Validator::OpenTimes() {
@@ -156,7 +260,12 @@ CheckResult Validator::RequiredProperties() {
       problems += std::string(problems.empty() ? "" : "; ") + property.name + " has size " + std::to_string(size);
     }
   }
-  return problems.empty() ? CheckResult{true, std::to_string(std::size(kRequired)) + " properties"} : Fail(problems);
+  std::string names;
+  for (const auto& property : kRequired) {
+    names += std::string(names.empty() ? "" : ", ") + property.name;
+  }
+  return problems.empty() ? CheckResult{true, std::to_string(std::size(kRequired)) + " properties: " + names}
+                          : Fail(problems);
 }
 
 CheckResult Validator::DefaultFormatsAndChannels() {
@@ -202,7 +311,7 @@ CheckResult Validator::RenderAt(UInt32 frames, double sampleRate, UInt32 channel
   if (auto problem = Configure(unit, sampleRate, channels, frames)) {
     return Fail(*problem);
   }
-  return FromProblem(RenderBlocks(unit, {frames}, 8), "8 blocks, output finite");
+  return FromProblem(RenderFollowing(unit, {frames}, 8), "8 blocks, the output finite and following the input");
 }
 
 CheckResult Validator::SlicedRenders() {
@@ -210,7 +319,7 @@ CheckResult Validator::SlicedRenders() {
   if (auto problem = Configure(unit, 44100, 2, 512)) {
     return Fail(*problem);
   }
-  return FromProblem(RenderBlocks(unit, {512, 1, 17, 256, 511, 100, 64}), "blocks of 1 to 512 frames in turn");
+  return FromProblem(RenderFollowing(unit, {512, 1, 17, 256, 511, 100, 64}, 4), "blocks of 1 to 512 frames in turn");
 }
 
 CheckResult Validator::TooManyFrames() {
@@ -218,8 +327,12 @@ CheckResult Validator::TooManyFrames() {
   if (auto problem = Configure(unit, 44100, 2, 512)) {
     return Fail(*problem);
   }
-  bool finite = true;
-  const OSStatus status = unit.Render(1024, &finite);
+  ValidationUnit::BlockFacts facts;
+  OSStatus status = noErr;
+  {
+    const QuietStandardError quiet;
+    status = unit.Render(1024, &facts);
+  }
   if (status == noErr) {
     return Fail("1024 frames rendered with a maximum of 512");
   }
@@ -235,7 +348,7 @@ CheckResult Validator::MaximumFramesChanged() {
     if (auto problem = Configure(unit, 48000, 2, maximum)) {
       return Fail(*problem);
     }
-    if (auto problem = RenderBlocks(unit, {maximum, maximum / 2}, 2)) {
+    if (auto problem = RenderFollowing(unit, {maximum, maximum / 2}, 2)) {
       return Fail(*problem);
     }
   }
@@ -253,7 +366,7 @@ CheckResult Validator::ResetBetweenRenders() {
   if (const OSStatus status = AudioUnitReset(unit.Unit(), kAudioUnitScope_Global, 0); status != noErr) {
     return Fail("reset failed with " + Status(status));
   }
-  return FromProblem(RenderBlocks(unit, {512}, 2));
+  return FromProblem(RenderFollowing(unit, {512}, 2));
 }
 
 CheckResult Validator::ParametersSetAndScheduled() {
@@ -396,8 +509,12 @@ CheckResult Validator::RandomStateRefused() {
   }
   const Owned data(CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size())));
   const CFPropertyListRef notADictionary = data.get();
-  const OSStatus status = AudioUnitSetProperty(unit.Unit(), kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0,
-                                               &notADictionary, sizeof notADictionary);
+  OSStatus status = noErr;
+  {
+    const QuietStandardError quiet;
+    status = AudioUnitSetProperty(unit.Unit(), kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0, &notADictionary,
+                                  sizeof notADictionary);
+  }
   if (status == noErr) {
     return Fail("a megabyte of random bytes was taken as the unit's state");
   }

@@ -1,5 +1,6 @@
 #include "ValidationUnit.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <numbers>
@@ -7,6 +8,13 @@
 #include "StreamFormat.h"
 
 namespace host {
+
+namespace {
+
+// The input: a sine at A4, which a pitch-correction unit leaves in tune.
+constexpr double kToneHz = 440.0;
+
+}  // namespace
 
 ValidationUnit::ValidationUnit(AudioComponent component) {
   openStatus_ = AudioComponentInstanceNew(component, &unit_);
@@ -49,14 +57,22 @@ OSStatus ValidationUnit::Configure(double sampleRate, UInt32 channels, UInt32 ma
     return status;
   }
   *step = "initialize";
-  return AudioUnitInitialize(unit_);
+  const OSStatus status = AudioUnitInitialize(unit_);
+  Float64 latency = 0;
+  UInt32 size = sizeof latency;
+  if (AudioUnitGetProperty(unit_, kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &latency, &size) == noErr &&
+      latency > 0 && latency < 1) {
+    latencyFrames_ = static_cast<UInt32>(std::lround(latency * sampleRate));
+  }
+  return status;
 }
 
 OSStatus ValidationUnit::Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/,
                                  const AudioTimeStamp* /*timeStamp*/, UInt32 /*bus*/, UInt32 frames,
                                  AudioBufferList* data) {
   auto* self = static_cast<ValidationUnit*>(refCon);
-  const double step = 2.0 * std::numbers::pi * 440.0 / self->sampleRate_;
+  const double step = 2.0 * std::numbers::pi * kToneHz / self->sampleRate_;
+  self->pulled_ = true;
   for (UInt32 b = 0; b < data->mNumberBuffers; ++b) {
     auto* samples = static_cast<float*>(data->mBuffers[b].mData);
     if (samples == nullptr || data->mBuffers[b].mDataByteSize < frames * sizeof(float)) {
@@ -66,11 +82,48 @@ OSStatus ValidationUnit::Provide(void* refCon, AudioUnitRenderActionFlags* /*fla
       samples[i] = static_cast<float>(0.5 * std::sin(self->phase_ + step * i));
     }
   }
+  if (data->mNumberBuffers > 0) {
+    const auto* first = static_cast<const float*>(data->mBuffers[0].mData);
+    self->given_.insert(self->given_.end(), first, first + frames);
+  }
   self->phase_ = std::fmod(self->phase_ + step * frames, 2.0 * std::numbers::pi);
   return noErr;
 }
 
-OSStatus ValidationUnit::Render(UInt32 frames, bool* finite) {
+double ValidationUnit::Follows(const std::vector<float>& output) const {
+  const std::size_t n = output.size();
+  const std::size_t given = given_.size();
+  // Within the latency the output may still be silent; a few samples say nothing of a 440 Hz tone.
+  constexpr std::size_t kShortest = 16;
+  if (given < n + latencyFrames_ || n < kShortest) {
+    return 1.0;
+  }
+  double outputEnergy = 0;
+  for (const float sample : output) {
+    outputEnergy += static_cast<double>(sample) * sample;
+  }
+  if (outputEnergy == 0) {
+    return 0;
+  }
+  const auto period = static_cast<std::size_t>(std::ceil(sampleRate_ / kToneHz));
+  const std::size_t newest = given - n;  // the input segment of a unit without latency
+  const std::size_t oldest = newest > latencyFrames_ + period ? newest - latencyFrames_ - period : 0;
+  double best = 0;
+  for (std::size_t start = oldest; start <= newest; ++start) {
+    double dot = 0;
+    double inputEnergy = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      dot += static_cast<double>(output[i]) * given_[start + i];
+      inputEnergy += static_cast<double>(given_[start + i]) * given_[start + i];
+    }
+    if (inputEnergy > 0) {
+      best = std::max(best, dot / std::sqrt(outputEnergy * inputEnergy));
+    }
+  }
+  return best;
+}
+
+OSStatus ValidationUnit::Render(UInt32 frames, BlockFacts* facts) {
   output_.assign(channels_, std::vector<float>(frames, 0.0F));
   listStorage_.assign(offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * channels_, 0);
   auto* list = reinterpret_cast<AudioBufferList*>(listStorage_.data());
@@ -82,14 +135,19 @@ OSStatus ValidationUnit::Render(UInt32 frames, bool* finite) {
   stamp.mSampleTime = sampleTime_;
   stamp.mFlags = kAudioTimeStampSampleTimeValid;
   AudioUnitRenderActionFlags flags = 0;
+  pulled_ = false;
   const OSStatus status = AudioUnitRender(unit_, &flags, &stamp, 0, frames, list);
   sampleTime_ += frames;
-  *finite = true;
+  *facts = BlockFacts{true, pulled_, renders_++ == 0, 0};
   for (UInt32 c = 0; c < channels_; ++c) {
     const auto* samples = static_cast<const float*>(list->mBuffers[c].mData);
     for (UInt32 i = 0; samples != nullptr && i < frames; ++i) {
-      *finite = *finite && std::isfinite(samples[i]);
+      facts->finite = facts->finite && std::isfinite(samples[i]);
     }
+  }
+  const auto* first = static_cast<const float*>(list->mBuffers[0].mData);
+  if (status == noErr && facts->finite && first != nullptr) {
+    facts->follows = Follows(std::vector<float>(first, first + frames));
   }
   return status;
 }

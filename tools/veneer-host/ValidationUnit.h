@@ -25,10 +25,23 @@ class ValidationUnit {
   // [main thread] Formats on both sides, the maximum frames and the input callback,
   // then initialisation; the first failing status, with `step` naming it.
   OSStatus Configure(double sampleRate, UInt32 channels, UInt32 maxFrames, std::string* step);
-  // [main thread] One render of `frames`; `finite` says whether the output held only numbers.
-  OSStatus Render(UInt32 frames, bool* finite);
+  // What one render gave.
+  struct BlockFacts {
+    bool finite = true;   // the output held only numbers
+    bool pulled = false;  // the unit asked for the input during the render
+    bool first = false;   // the instance's first render since it was opened
+    // How well the output follows the input: the best normalised correlation of the first
+    // channel with the input given so far, at lags up to the unit's latency and one period
+    // of the 440 Hz input (a block played again counts too). 1 when the output may still
+    // be silent within the latency, or the block is too short to tell.
+    double follows = 0;
+  };
+
+  // [main thread] One render of `frames`.
+  OSStatus Render(UInt32 frames, BlockFacts* facts);
 
  private:
+  [[nodiscard]] double Follows(const std::vector<float>& output) const;
   static OSStatus Provide(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp, UInt32 bus,
                           UInt32 frames, AudioBufferList* data);
 
@@ -38,6 +51,10 @@ class ValidationUnit {
   UInt32 channels_ = 2;
   double phase_ = 0;
   double sampleTime_ = 0;
+  UInt32 latencyFrames_ = 0;
+  bool pulled_ = false;
+  std::size_t renders_ = 0;
+  std::vector<float> given_;  // every input sample of the first channel, in order
   std::vector<std::vector<float>> output_;
   std::vector<unsigned char> listStorage_;
 };

@@ -70,41 +70,41 @@ void PrintReport(const std::string& text) {
   std::cout.flush();
 }
 
-std::optional<bool> ParseFollow(const std::vector<std::string>& args) {
-  bool follow = false;
-  for (const std::string& arg : args) {
-    if (arg != "--follow" && arg != "-f") {
-      std::cerr << "veneerctl changes: unexpected argument '" << arg << "'\n";
-      return std::nullopt;
-    }
-    follow = true;
+// Prints the report, or says what is wrong with it; whether it was a report.
+bool ShowReport(const std::string& path, const std::string& text) {
+  if (text.empty()) {
+    std::cout << path << " is empty: no report" << std::endl;
+    return false;
   }
-  return follow;
+  if (!LooksComplete(text)) {
+    std::cout << path << " is not a whole report (it must start with a seq= line and end with a line end):\n"
+              << text << (text.back() == '\n' ? "" : "\n") << std::flush;
+    return false;
+  }
+  PrintReport(text);
+  return true;
 }
 
 }  // namespace
 
-int RunChanges(const Invocation& invocation) {
-  const auto follow = ParseFollow(invocation.args);
-  if (!follow) {
-    return kExitUsage;
-  }
+int RunChanges(const Invocation& invocation, bool follow) {
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;
   }
-  if (*follow) {
+  if (follow) {
     InstallStopHandlers();
   }
   const std::string path = folder->File(kBackFile);
   auto shown = ReadReport(path);
+  bool reported = false;
   if (shown) {
-    PrintReport(*shown);
+    reported = ShowReport(path, *shown);
   } else {
     std::cout << "no manual changes reported yet (" << path << " is missing)" << std::endl;
   }
-  if (!*follow) {
-    return shown ? kExitOk : kExitFailure;
+  if (!follow) {
+    return reported ? kExitOk : kExitFailure;
   }
   while (SleepUnlessStopped(kPollSeconds)) {
     auto current = ReadReport(path);
@@ -112,7 +112,7 @@ int RunChanges(const Invocation& invocation) {
       continue;
     }
     if (current) {
-      PrintReport(*current);
+      ShowReport(path, *current);
     } else {
       std::cout << path << " was removed" << std::endl;
     }

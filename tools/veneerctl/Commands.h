@@ -1,11 +1,12 @@
 // The veneerctl commands. Each returns the process exit status.
 #pragma once
 
-#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Arguments.h"
+#include "Heartbeat.h"
 #include "SupportFolder.h"
 
 namespace veneerctl {
@@ -16,25 +17,36 @@ using namespace companion;  // NOLINT(google-build-using-namespace)
 inline constexpr int kExitOk = 0;
 inline constexpr int kExitFailure = 1;  // something to report is missing, or a file operation failed
 inline constexpr int kExitUsage = 2;    // bad arguments or no HOME; nothing was written
+inline constexpr int kExitStopped = 3;  // status: an alive file, but no plug-in instance keeps it fresh
 
 struct Invocation {
   std::optional<std::string> home;  // --home DIR
-  std::vector<std::string> args;    // what follows the command name
 };
+
+struct HeartbeatOptions {
+  double interval = 2.0;
+  long count = 0;  // 0: until interrupted
+};
+
+struct LogOptions {
+  bool follow = false;
+  long lines = 50;
+};
+
+enum class VariantAction { kForce, kPrefer, kClear };
 
 // Locates the support folder or explains on stderr why it cannot.
 std::optional<SupportFolder> LocateFolder(const Invocation& invocation);
 
-// Seconds the plug-in allows between rewrites of plugin_state.txt before it bypasses.
-inline constexpr long kHeartbeatTimeout = 10;
+// Parses the command line and runs the command.
+int RunCommandLine(int argc, char** argv);
 
-int RunSet(const Invocation& invocation);
-int RunHeartbeat(const Invocation& invocation);
+int RunSet(const Invocation& invocation, const std::vector<SettingChange>& changes);
+int RunHeartbeat(const Invocation& invocation, const HeartbeatOptions& options);
 int RunStatus(const Invocation& invocation);
-int RunChanges(const Invocation& invocation);
-int RunLog(const Invocation& invocation);
-int RunVariant(const Invocation& invocation);
-
-void PrintUsage(std::ostream& out);
+int RunChanges(const Invocation& invocation, bool follow);
+int RunLog(const Invocation& invocation, const LogOptions& options);
+// `name` is checked here, so that a wrong one is answered with the list of right ones.
+int RunVariant(const Invocation& invocation, VariantAction action, const std::string& name);
 
 }  // namespace veneerctl

@@ -10,38 +10,6 @@ namespace veneerctl {
 
 namespace {
 
-struct HeartbeatOptions {
-  double interval = 2.0;
-  long count = 0;  // 0: until interrupted
-};
-
-std::optional<HeartbeatOptions> ParseOptions(const std::vector<std::string>& args) {
-  HeartbeatOptions options;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const bool hasValue = i + 1 < args.size();
-    if (args[i] == "--interval" && hasValue) {
-      const auto seconds = ParseNumber(args[++i]);
-      if (!seconds || *seconds <= 0) {
-        std::cerr << "veneerctl heartbeat: --interval needs a number of seconds above 0, not '" << args[i] << "'\n";
-        return std::nullopt;
-      }
-      options.interval = *seconds;
-    } else if (args[i] == "--count" && hasValue) {
-      const auto count = ParseCount(args[++i]);
-      if (!count || *count == 0) {
-        std::cerr << "veneerctl heartbeat: --count needs a whole number above 0, not '" << args[i] << "'\n";
-        return std::nullopt;
-      }
-      options.count = *count;
-    } else {
-      std::cerr << "veneerctl heartbeat: unexpected argument '" << args[i]
-                << "' (use --interval SECONDS and --count N)\n";
-      return std::nullopt;
-    }
-  }
-  return options;
-}
-
 // Rewrites the current content (whatever `set` last sent) with appRunning set to `running`.
 bool Rewrite(const SupportFolder& folder, bool running, PluginState* written) {
   std::string error;
@@ -56,11 +24,7 @@ std::string SeqText(const PluginState& state) { return state.seq ? std::to_strin
 
 }  // namespace
 
-int RunHeartbeat(const Invocation& invocation) {
-  const auto options = ParseOptions(invocation.args);
-  if (!options) {
-    return kExitUsage;
-  }
+int RunHeartbeat(const Invocation& invocation, const HeartbeatOptions& options) {
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;
@@ -68,7 +32,7 @@ int RunHeartbeat(const Invocation& invocation) {
   if (!EnsureSupportFolder(*folder, "veneerctl")) {
     return kExitFailure;
   }
-  if (options->interval >= kHeartbeatTimeout) {
+  if (options.interval >= kHeartbeatTimeout) {
     std::cerr << "veneerctl heartbeat: warning: an interval of " << kHeartbeatTimeout
               << " s or more lets the plug-in bypass between rewrites\n";
   }
@@ -78,11 +42,11 @@ int RunHeartbeat(const Invocation& invocation) {
   if (!Rewrite(*folder, true, &state)) {
     return kExitFailure;
   }
-  std::cout << "heartbeat: rewriting " << folder->File(kStateFile) << " every " << FormatNumber(options->interval)
+  std::cout << "heartbeat: rewriting " << folder->File(kStateFile) << " every " << FormatNumber(options.interval)
             << " s (seq " << SeqText(state) << "); Ctrl-C stops and writes the quit marker" << std::endl;
   long beats = 1;
   long rewrites = 1;
-  while ((options->count == 0 || beats < options->count) && SleepUnlessStopped(options->interval)) {
+  while ((options.count == 0 || beats < options.count) && SleepUnlessStopped(options.interval)) {
     ++beats;
     // A failed rewrite is reported and tried again on the next beat.
     if (Rewrite(*folder, true, &state)) {

@@ -16,31 +16,6 @@ namespace {
 constexpr double kPollSeconds = 0.25;
 constexpr std::size_t kChunk = 64 * 1024;
 
-struct LogOptions {
-  bool follow = false;
-  long lines = 50;
-};
-
-std::optional<LogOptions> ParseOptions(const std::vector<std::string>& args) {
-  LogOptions options;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "--follow" || args[i] == "-f") {
-      options.follow = true;
-    } else if ((args[i] == "--lines" || args[i] == "-n") && i + 1 < args.size()) {
-      const auto lines = ParseCount(args[++i]);
-      if (!lines) {
-        std::cerr << "veneerctl log: --lines needs a whole number of 0 or more, not '" << args[i] << "'\n";
-        return std::nullopt;
-      }
-      options.lines = *lines;
-    } else {
-      std::cerr << "veneerctl log: unexpected argument '" << args[i] << "' (use --follow and --lines N)\n";
-      return std::nullopt;
-    }
-  }
-  return options;
-}
-
 std::string ReadRange(int fd, off_t from, off_t to) {
   std::string bytes(static_cast<std::size_t>(to - from), '\0');
   std::size_t done = 0;
@@ -115,16 +90,12 @@ void PrintAppended(const std::string& path, Position* position) {
 
 }  // namespace
 
-int RunLog(const Invocation& invocation) {
-  const auto options = ParseOptions(invocation.args);
-  if (!options) {
-    return kExitUsage;
-  }
+int RunLog(const Invocation& invocation, const LogOptions& options) {
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;
   }
-  if (options->follow) {
+  if (options.follow) {
     InstallStopHandlers();
   }
   const std::string path = folder->File(kDebugLog);
@@ -132,7 +103,7 @@ int RunLog(const Invocation& invocation) {
   const int fd = open(path.c_str(), O_RDONLY);
   struct stat info {};
   if (fd >= 0 && fstat(fd, &info) == 0) {
-    std::cout << LastLines(fd, info.st_size, options->lines) << std::flush;
+    std::cout << LastLines(fd, info.st_size, options.lines) << std::flush;
     position = Position{info.st_dev, info.st_ino, info.st_size};
   } else {
     std::cout << "no debug log at " << path << std::endl;
@@ -140,7 +111,7 @@ int RunLog(const Invocation& invocation) {
   if (fd >= 0) {
     close(fd);
   }
-  if (!options->follow) {
+  if (!options.follow) {
     return fd >= 0 ? kExitOk : kExitFailure;
   }
   while (SleepUnlessStopped(kPollSeconds)) {

@@ -9,21 +9,7 @@
 
 namespace veneerctl {
 
-int RunSet(const Invocation& invocation) {
-  if (invocation.args.empty()) {
-    std::cerr << "veneerctl set: give at least one KEY=VALUE\n";
-    return kExitUsage;
-  }
-  std::vector<SettingChange> changes;
-  for (const std::string& arg : invocation.args) {
-    std::string error;
-    const auto change = ParseSettingArg(arg, &error);
-    if (!change) {
-      std::cerr << "veneerctl set: " << error << "; nothing was written\n";
-      return kExitUsage;
-    }
-    changes.push_back(*change);
-  }
+int RunSet(const Invocation& invocation, const std::vector<SettingChange>& changes) {
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;

@@ -35,7 +35,10 @@ std::map<std::string, std::string> ParseKeyValueLines(const std::string& text) {
   return fields;
 }
 
-std::string AgeText(long age) { return age < 0 ? "in the future" : std::to_string(age) + " s"; }
+// A clock set back, or a file copied from elsewhere, gives a time ahead of now.
+std::string AgeText(long age) {
+  return age < 0 ? std::to_string(-age) + " s in the future" : std::to_string(age) + " s old";
+}
 
 std::string Field(const std::map<std::string, std::string>& fields, const std::string& key) {
   const auto found = fields.find(key);
@@ -50,32 +53,30 @@ std::string Flag(const std::map<std::string, std::string>& fields, const std::st
 
 // The same test the plug-in makes on every link pass.
 void PrintHeartbeat(const SupportFolder& folder, std::time_t now) {
-  const std::string path = folder.File(kStateFile);
-  const auto modified = ModificationTime(path);
+  const HeartbeatReading reading = ReadHeartbeat(folder, now);
   std::cout << "settings file:  ";
-  if (!modified) {
+  if (reading.verdict == Heartbeat::kMissing) {
     std::cout << "missing - the plug-in will bypass\n";
     return;
   }
-  const long age = static_cast<long>(now - *modified);
-  const PluginState state = ParsePluginState(ReadWholeFile(path).value_or(""));
-  std::cout << AgeText(age) << " old, seq " << (state.seq ? std::to_string(*state.seq) : "none");
-  if (age >= kHeartbeatTimeout) {
-    std::cout << " - stale, the plug-in will bypass\n";
-  } else if (state.values[kAppRunningIndex] == 0.0) {
-    std::cout << " - quit marker appRunning=0, the plug-in will bypass\n";
-  } else {
-    std::cout << " - heartbeat OK\n";
+  const PluginState& state = reading.state;
+  std::cout << AgeText(reading.ageSeconds) << ", seq " << (state.seq ? std::to_string(*state.seq) : "none");
+  switch (reading.verdict) {
+    case Heartbeat::kStale:
+      std::cout << " - stale, the plug-in will bypass\n";
+      break;
+    case Heartbeat::kQuitMarker:
+      std::cout << " - quit marker appRunning=0, the plug-in will bypass\n";
+      break;
+    default:
+      std::cout << (reading.ageSeconds < 0 ? " - heartbeat OK (a time ahead counts as fresh)\n" : " - heartbeat OK\n");
+      break;
   }
 }
 
 }  // namespace
 
 int RunStatus(const Invocation& invocation) {
-  if (!invocation.args.empty()) {
-    std::cerr << "veneerctl status: unexpected argument '" << invocation.args.front() << "'\n";
-    return kExitUsage;
-  }
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;
@@ -92,12 +93,14 @@ int RunStatus(const Invocation& invocation) {
   } else {
     const long age = static_cast<long>(now - *modified);
     const auto fields = ParseKeyValueLines(*text);
+    const bool running = age <= kAliveFreshSeconds;
     std::cout << "age:            " << AgeText(age) << "\n"
               << "variant:        " << Field(fields, "variant") << "\n"
               << "inner unit:     " << Flag(fields, "inner", "yes", "no") << "\n"
               << "classic mode:   " << Flag(fields, "classic", "on", "off") << "\n"
-              << "verdict:        " << (age <= kAliveFreshSeconds ? "plug-in running" : "plug-in stopped or not loaded")
-              << "\n";
+              << "verdict:        " << (running ? "plug-in running" : "plug-in stopped or not loaded")
+              << (age < 0 ? " (the file's time is ahead of this clock, so its age says little)" : "") << "\n";
+    status = running ? kExitOk : kExitStopped;
   }
   PrintHeartbeat(*folder, now);
   return status;

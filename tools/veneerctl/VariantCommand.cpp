@@ -1,4 +1,5 @@
 // veneerctl variant: chooses the product variant through force_variant.txt and prefer_variant.txt.
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -19,15 +20,6 @@ std::string NameList() {
     list += "  \"" + std::string(name) + "\"\n";
   }
   return list;
-}
-
-// The name may be quoted as one argument or typed as several words.
-std::string JoinWords(const std::vector<std::string>& args, std::size_t from) {
-  std::string name;
-  for (std::size_t i = from; i < args.size(); ++i) {
-    name += (i == from ? "" : " ") + args[i];
-  }
-  return name;
 }
 
 int WriteChoice(const SupportFolder& folder, std::string_view file, const std::string& name, const char* what) {
@@ -63,37 +55,25 @@ int Clear(const SupportFolder& folder) {
 
 }  // namespace
 
-int RunVariant(const Invocation& invocation) {
-  const auto& args = invocation.args;
-  const std::string action = args.empty() ? "" : args.front();
-  const bool choose = action == "force" || action == "prefer";
-  if (!choose && !(action == "clear" && args.size() == 1)) {
-    std::cerr << "veneerctl variant: use 'variant force NAME', 'variant prefer NAME' or 'variant clear'\n";
+int RunVariant(const Invocation& invocation, VariantAction action, const std::string& name) {
+  if (action != VariantAction::kClear &&
+      std::find(kVariantNames.begin(), kVariantNames.end(), name) == kVariantNames.end()) {
+    std::cerr << "veneerctl variant: unknown variant \"" << name
+              << "\"; nothing was written. Use one of these exact names:\n"
+              << NameList();
     return kExitUsage;
-  }
-  std::string name;
-  if (choose) {
-    name = JoinWords(args, 1);
-    bool known = false;
-    for (const std::string_view variant : kVariantNames) {
-      known = known || name == variant;
-    }
-    if (!known) {
-      std::cerr << "veneerctl variant: unknown variant \"" << name
-                << "\"; nothing was written. Use one of these exact names:\n"
-                << NameList();
-      return kExitUsage;
-    }
   }
   const auto folder = LocateFolder(invocation);
   if (!folder) {
     return kExitUsage;
   }
-  if (action == "force") {
-    return WriteChoice(*folder, kForceVariantFile, name, "forced variant");
-  }
-  if (action == "prefer") {
-    return WriteChoice(*folder, kPreferVariantFile, name, "preferred variant");
+  switch (action) {
+    case VariantAction::kForce:
+      return WriteChoice(*folder, kForceVariantFile, name, "forced variant");
+    case VariantAction::kPrefer:
+      return WriteChoice(*folder, kPreferVariantFile, name, "preferred variant");
+    case VariantAction::kClear:
+      break;
   }
   return Clear(*folder);
 }

@@ -1,9 +1,9 @@
 // Ctrl-C / SIGTERM handling for the commands that run until interrupted.
 #pragma once
 
-namespace veneerctl {
+namespace companion {
 
-// Makes SIGINT and SIGTERM request a stop instead of killing the process. [main thread]
+// Makes the first SIGINT or SIGTERM request a stop instead of killing the process. [main thread]
 void InstallStopHandlers();
 
 // [any thread]
@@ -13,4 +13,4 @@ bool StopRequested();
 // Returns false when a stop was requested. [main thread]
 bool SleepUnlessStopped(double seconds);
 
-}  // namespace veneerctl
+}  // namespace companion

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <ctime>
 
-namespace veneerctl {
+namespace companion {
 
 namespace {
 
@@ -16,6 +16,7 @@ void OnStopSignal(int) { gStop = 1; }
 void InstallStopHandlers() {
   struct sigaction action {};
   action.sa_handler = OnStopSignal;
+  action.sa_flags = SA_RESETHAND;  // a second one ends the process at once, as people expect
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
@@ -35,4 +36,4 @@ bool SleepUnlessStopped(double seconds) {
   return !StopRequested();
 }
 
-}  // namespace veneerctl
+}  // namespace companion

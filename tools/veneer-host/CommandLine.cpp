@@ -1,0 +1,222 @@
+// The command line of veneer-host: every command, option, check and help text in one place.
+#include <stdlib.h>
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+
+#include "Commands.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char* kRenderText =
+    "Renders INPUT (WAV, AIFF or FLAC; mono or stereo) through Veneer, the way a DAW plays a track\n"
+    "through the plug-in. Without INPUT it renders the embedded demo: a few seconds of a synthetic\n"
+    "voice with a default set of settings, written to veneer-demo.wav with a report in veneer-demo.txt.\n"
+    "It plays the companion application: it keeps plugin_state.txt fresh (renewing its time) and sends\n"
+    "the settings given; without any it keeps the file's settings, or writes one without settings.";
+
+constexpr const char* kValidateText =
+    "Opens the unit, checks its required properties, formats and channel table, renders at several\n"
+    "sizes and rates (sliced, mono, above the maximum frames), changes the maximum frames, resets, sets\n"
+    "and schedules every parameter, sends MIDI, round-trips its class info, offers it a megabyte of\n"
+    "random state, and opens and closes it repeatedly. Prints PASS or FAIL per check; exit status 0\n"
+    "when everything passed, 1 otherwise.";
+
+// A CLI11 check from one of our parsers, with the parser's message when it refuses the text.
+template <typename Parse>
+CLI::Validator Checked(Parse parse, const char* shape) {
+  return {[parse](std::string& text) {
+            std::string error;
+            return parse(text, &error) ? std::string() : error;
+          },
+          shape};
+}
+
+std::optional<companion::SettingChange> ParseSetting(const std::string& text, std::string* error) {
+  return companion::ParseSettingArg(text, error);
+}
+
+// One value per occurrence, however often the option is given.
+CLI::Option* Repeated(CLI::Option* option) { return option->allow_extra_args(false); }
+
+void AddComponentOptions(CLI::App& command, ComponentChoice& choice) {
+  const std::pair<const char*, const char*> options[] = {
+      {"--component", "the unit by its codes (default aufx:Vnr1:Tnvl)"},
+      {"--module", "load the unit from a .component bundle, as its Info.plist says, or a module file"},
+      {"--factory", "its factory function (default: the bundle's, or VeneerFactory)"},
+      {"--standin", "stand-in product to register first (Linux): pro (default), advanced, 2026, artist, efx, none"},
+  };
+  const char* shapes[] = {"T:S:M", "PATH", "NAME", "NAME"};
+  std::size_t shape = 0;
+  for (const auto& [name, help] : options) {
+    const std::string option = name;
+    const auto parse = [option](const std::string& value, std::string* error) {
+      ComponentChoice scratch;
+      return ParseComponentOption(option, value, scratch, error) && error->empty();
+    };
+    command
+        .add_option_function<std::string>(
+            name,
+            [option, &choice](const std::string& value) {
+              std::string unused;
+              ParseComponentOption(option, value, choice, &unused);
+            },
+            help)
+        ->check(Checked(parse, ""))
+        ->type_name(shapes[shape++]);
+  }
+}
+
+void AddRenderOptions(CLI::App& render, RenderOptions& options) {
+  render
+      .add_option_function<std::string>(
+          "INPUT", [&](const std::string& path) { options.input = path; },
+          "the file to render (default: the embedded demo)")
+      ->type_name("FILE");
+  render
+      .add_option_function<std::string>(
+          "-o,--output", [&](const std::string& path) { options.output = path; },
+          "the result (default: INPUT-veneer.EXT)")
+      ->type_name("FILE");
+  render
+      .add_option_function<std::string>(
+          "--report", [&](const std::string& path) { options.report = path; }, "also write the summary to FILE")
+      ->type_name("FILE");
+  render.add_option("--block", options.blockFrames, "frames per render call")
+      ->check(CLI::Range(1U, 65536U))
+      ->type_name("N")
+      ->capture_default_str();
+  render.add_option("--max-frames", options.maxFrames, "the unit's maximum frames per slice (default: the block)")
+      ->check(CLI::Range(1U, 65536U))
+      ->type_name("N");
+  render.add_flag_callback(
+      "--fast", [&] { options.realTime = false; }, "render as fast as possible, not at real time");
+  render.add_flag("--initialize-on-worker", options.initializeOnWorker,
+                  "initialise the unit on another thread than the main one");
+  AddComponentOptions(render, options.component);
+  Repeated(render.add_option_function<std::vector<std::string>>(
+               "--set",
+               [&](const std::vector<std::string>& values) {
+                 std::string unused;
+                 for (const std::string& value : values) {
+                   options.settings.push_back(*companion::ParseSettingArg(value, &unused));
+                 }
+               },
+               "a setting sent as the companion application before the run"))
+      ->type_name("KEY=VALUE")
+      ->check(Checked(ParseSetting, ""));
+  Repeated(render.add_option_function<std::vector<std::string>>(
+               "--set-at",
+               [&](const std::vector<std::string>& values) {
+                 std::string unused;
+                 for (const std::string& value : values) {
+                   options.timedSettings.push_back(*ParseTimedSetting(value, &unused));
+                 }
+               },
+               "a setting sent when the render reaches SECONDS of the audio"))
+      ->type_name("SECONDS:KEY=VALUE")
+      ->check(Checked(ParseTimedSetting, ""));
+  render.add_flag_callback(
+      "--no-companion", [&] { options.playsCompanion = false; },
+      "leave the companion's files alone (Veneer follows the real application)");
+  Repeated(render.add_option_function<std::vector<std::string>>(
+               "--param",
+               [&](const std::vector<std::string>& values) {
+                 std::string unused;
+                 for (const std::string& value : values) {
+                   options.parameters.push_back(*ParseParameter(value, &unused));
+                 }
+               },
+               "set a parameter of the unit before it is initialised"))
+      ->type_name("ID=VALUE")
+      ->check(Checked(ParseParameter, ""));
+  render
+      .add_option_function<std::string>(
+          "--load-preset", [&](const std::string& path) { options.loadPreset = path; },
+          "restore an .aupreset before the run")
+      ->type_name("FILE");
+  render
+      .add_option_function<std::string>(
+          "--save-preset", [&](const std::string& path) { options.savePreset = path; },
+          "save the unit's state as an .aupreset after the run")
+      ->type_name("FILE");
+  render.add_flag_callback(
+      "--no-progress", [&] { options.progress = false; }, "no progress bar");
+}
+
+void AddValidateOptions(CLI::App& validate, ValidateOptions& options) {
+  AddComponentOptions(validate, options.component);
+  Repeated(validate.add_option_function<std::vector<std::string>>(
+               "--set",
+               [&](const std::vector<std::string>& values) {
+                 std::string unused;
+                 for (const std::string& value : values) {
+                   options.settings.push_back(*companion::ParseSettingArg(value, &unused));
+                 }
+               },
+               "play the companion application, so that Veneer renders through its inner unit"))
+      ->type_name("KEY=VALUE")
+      ->check(Checked(ParseSetting, ""));
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char** argv) {
+  CLI::App app{"veneer-host: a command-line host that plays the DAW for Veneer.", "veneer-host"};
+  app.set_version_flag("--version", std::string("veneer-host ") + VENEER_VERSION);
+  app.fallthrough();  // --home (and --help) anywhere on the line
+  app.require_subcommand(0, 1);
+  app.footer(
+      "--home DIR (anywhere on the line) uses DIR as the home folder: plug-ins and support folder.\n"
+      "exit status: 0 done, 1 the unit or a file failed, 2 bad arguments or unusable input");
+  std::optional<std::string> home;
+  app.add_option_function<std::string>(
+         "--home", [&](const std::string& folder) { home = folder; },
+         "use DIR as the home folder (plug-ins and support folder)")
+      ->type_name("DIR")
+      ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
+
+  RenderOptions render;
+  CLI::App* renderCommand = app.add_subcommand("render", "render a file (or the embedded demo) through Veneer");
+  renderCommand->footer(kRenderText);
+  AddRenderOptions(*renderCommand, render);
+  ValidateOptions validate;
+  CLI::App* validateCommand = app.add_subcommand("validate", "check that a unit behaves as hosts expect");
+  validateCommand->footer(kValidateText);
+  AddValidateOptions(*validateCommand, validate);
+  CLI::App* helpCommand = app.add_subcommand("help", "this text and every command's options");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& failure) {
+    if (failure.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+      return app.exit(failure);  // --help or --version
+    }
+    std::string where = "veneer-host";
+    for (const CLI::App* command : app.get_subcommands()) {
+      where += " " + command->get_name();
+    }
+    std::cerr << where << ": " << failure.what() << " (see " << where << " --help)\n";
+    return kExitUsage;
+  }
+  if (home && setenv("HOME", home->c_str(), 1) != 0) {
+    std::cerr << "veneer-host: cannot use --home " << *home << "\n";
+    return kExitUsage;
+  }
+  if (renderCommand->parsed()) {
+    return RunRender(std::move(render));
+  }
+  if (validateCommand->parsed()) {
+    return RunValidate(validate);
+  }
+  // app.help() would describe the selected `help` command rather than the program.
+  std::cout << app.get_formatter()->make_help(&app, "veneer-host", CLI::AppFormatMode::Normal);
+  if (helpCommand->parsed()) {
+    std::cout << "\n" << renderCommand->help() << "\n" << validateCommand->help();
+  }
+  return kExitOk;
+}
+
+}  // namespace host
