@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "cf_test_support.h"
 
@@ -88,6 +89,13 @@ TEST(CFPropertyListRoundTrip, ClassInfoSurvivesXmlAndBinaryAndXmlIsAnAppleXmlPli
       EXPECT_NE(text.find("<key>version</key>"), std::string::npos);
       EXPECT_NE(text.find("<integer>66051</integer>"), std::string::npos);
       EXPECT_NE(text.find("&lt;Preset&gt;"), std::string::npos);
+      // Keys in order, as the system writes them, whatever order they were set in.
+      std::vector<std::string> keys;
+      for (size_t at = text.find("<key>"); at != std::string::npos; at = text.find("<key>", at + 1)) {
+        keys.push_back(text.substr(at + 5, text.find("</key>", at) - at - 5));
+      }
+      EXPECT_EQ(keys, (std::vector<std::string>{"big", "bypass", "data", "name", "offset", "type", "version", "vstdata",
+                                                "gain", "list"}));
     }
   }
 }

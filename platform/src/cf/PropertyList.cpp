@@ -5,10 +5,12 @@
 #include <CoreFoundation/CFPropertyList.h>
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cf/Object.h"
 #include "cf/String.h"
@@ -157,11 +159,19 @@ plist_t DictionaryToPlist(CFDictionaryRef dictionary, int depth) {
   auto keys = std::make_unique<const void*[]>(count);
   auto values = std::make_unique<const void*[]>(count);
   CFDictionaryGetKeysAndValues(dictionary, keys.get(), values.get());
+  std::vector<size_t> order(count);
   for (size_t i = 0; i < count; ++i) {
-    const __CFString* key = veneer::cf::AsString(keys[i]);
-    if (key == nullptr) {
+    if (veneer::cf::AsString(keys[i]) == nullptr) {
       return nullptr;  // property-list keys are strings
     }
+    order[i] = i;
+  }
+  // Written in key order, as the system writes them, not in hash order.
+  std::sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+    return veneer::cf::AsString(keys[a])->utf8 < veneer::cf::AsString(keys[b])->utf8;
+  });
+  for (const size_t i : order) {
+    const __CFString* key = veneer::cf::AsString(keys[i]);
     plist_t item = ToPlist(values[i], depth + 1);
     if (item == nullptr) {
       return nullptr;
