@@ -38,8 +38,25 @@ std::optional<companion::SettingChange> ParseSetting(const std::string& text, st
   return companion::ParseSettingArg(text, error);
 }
 
-// One value per occurrence, however often the option is given.
-CLI::Option* Repeated(CLI::Option* option) { return option->allow_extra_args(false); }
+// A repeatable option (one value per occurrence) whose values `parse` checks
+// first and then turns into the entries of `into`.
+template <typename Parse, typename Value>
+void AddParsedList(CLI::App& command, const std::string& name, Parse parse, std::vector<Value>& into,
+                   const std::string& help, const std::string& shape) {
+  command
+      .add_option_function<std::vector<std::string>>(
+          name,
+          [parse, &into](const std::vector<std::string>& values) {
+            std::string unused;
+            for (const std::string& value : values) {
+              into.push_back(*parse(value, &unused));
+            }
+          },
+          help)
+      ->allow_extra_args(false)
+      ->type_name(shape)
+      ->check(Checked(parse, ""));
+}
 
 void AddComponentOptions(CLI::App& command, ComponentChoice& choice) {
   const std::pair<const char*, const char*> options[] = {
@@ -96,42 +113,15 @@ void AddRenderOptions(CLI::App& render, RenderOptions& options) {
   render.add_flag("--initialize-on-worker", options.initializeOnWorker,
                   "initialise the unit on another thread than the main one");
   AddComponentOptions(render, options.component);
-  Repeated(render.add_option_function<std::vector<std::string>>(
-               "--set",
-               [&](const std::vector<std::string>& values) {
-                 std::string unused;
-                 for (const std::string& value : values) {
-                   options.settings.push_back(*companion::ParseSettingArg(value, &unused));
-                 }
-               },
-               "a setting sent as the companion application before the run"))
-      ->type_name("KEY=VALUE")
-      ->check(Checked(ParseSetting, ""));
-  Repeated(render.add_option_function<std::vector<std::string>>(
-               "--set-at",
-               [&](const std::vector<std::string>& values) {
-                 std::string unused;
-                 for (const std::string& value : values) {
-                   options.timedSettings.push_back(*ParseTimedSetting(value, &unused));
-                 }
-               },
-               "a setting sent when the render reaches SECONDS of the audio"))
-      ->type_name("SECONDS:KEY=VALUE")
-      ->check(Checked(ParseTimedSetting, ""));
+  AddParsedList(render, "--set", ParseSetting, options.settings,
+                "a setting sent as the companion application before the run", "KEY=VALUE");
+  AddParsedList(render, "--set-at", ParseTimedSetting, options.timedSettings,
+                "a setting sent when the render reaches SECONDS of the audio", "SECONDS:KEY=VALUE");
   render.add_flag_callback(
       "--no-companion", [&] { options.playsCompanion = false; },
       "leave the companion's files alone (Veneer follows the real application)");
-  Repeated(render.add_option_function<std::vector<std::string>>(
-               "--param",
-               [&](const std::vector<std::string>& values) {
-                 std::string unused;
-                 for (const std::string& value : values) {
-                   options.parameters.push_back(*ParseParameter(value, &unused));
-                 }
-               },
-               "set a parameter of the unit before it is initialised"))
-      ->type_name("ID=VALUE")
-      ->check(Checked(ParseParameter, ""));
+  AddParsedList(render, "--param", ParseParameter, options.parameters,
+                "set a parameter of the unit before it is initialised", "ID=VALUE");
   render
       .add_option_function<std::string>(
           "--load-preset", [&](const std::string& path) { options.loadPreset = path; },
@@ -148,17 +138,8 @@ void AddRenderOptions(CLI::App& render, RenderOptions& options) {
 
 void AddValidateOptions(CLI::App& validate, ValidateOptions& options) {
   AddComponentOptions(validate, options.component);
-  Repeated(validate.add_option_function<std::vector<std::string>>(
-               "--set",
-               [&](const std::vector<std::string>& values) {
-                 std::string unused;
-                 for (const std::string& value : values) {
-                   options.settings.push_back(*companion::ParseSettingArg(value, &unused));
-                 }
-               },
-               "play the companion application, so that Veneer renders through its inner unit"))
-      ->type_name("KEY=VALUE")
-      ->check(Checked(ParseSetting, ""));
+  AddParsedList(validate, "--set", ParseSetting, options.settings,
+                "play the companion application, so that Veneer renders through its inner unit", "KEY=VALUE");
 }
 
 }  // namespace
