@@ -15,7 +15,8 @@ OSStatus Veneer::InnerInputProc(void* inRefCon, AudioUnitRenderActionFlags* /*io
     return noErr;
   }
   const UInt32 bytes = inNumberFrames * sizeof(float);
-  for (UInt32 i = 0; i < ioData->mNumberBuffers && i < source->mNumberBuffers; ++i) {
+  const UInt32 buffers = std::min(ioData->mNumberBuffers, source->mNumberBuffers);
+  for (UInt32 i = 0; i < buffers; ++i) {
     AudioBuffer& destination = ioData->mBuffers[i];
     // A destination without memory is skipped, never pointed at the shell's blocks.
     if (destination.mData == nullptr || source->mBuffers[i].mData == nullptr) {

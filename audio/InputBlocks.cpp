@@ -7,14 +7,14 @@
 namespace veneer::inputblocks {
 namespace {
 
-void** Allocations(AudioBufferList& list) {
-  return reinterpret_cast<void**>(reinterpret_cast<std::byte*>(&list) + AllocationsOffset(list.mNumberBuffers));
+void** Blocks(AudioBufferList& list) {
+  return reinterpret_cast<void**>(reinterpret_cast<std::byte*>(&list) + BlocksOffset(list.mNumberBuffers));
 }
 
 }  // namespace
 
 AudioBufferList* New(UInt32 channels, UInt32 frames) {
-  auto* list = static_cast<AudioBufferList*>(std::calloc(1, AllocationsOffset(channels) + sizeof(void*) * channels));
+  auto* list = static_cast<AudioBufferList*>(std::calloc(1, BlocksOffset(channels) + sizeof(void*) * channels));
   if (list == nullptr) {
     return nullptr;
   }
@@ -25,8 +25,8 @@ AudioBufferList* New(UInt32 channels, UInt32 frames) {
     AudioBuffer& buffer = list->mBuffers[i];
     buffer.mNumberChannels = 1;
     if (posix_memalign(&allocation, kPage, Offset(i) + bytes) == 0) {
-      Allocations(*list)[i] = allocation;
       buffer.mData = static_cast<std::byte*>(allocation) + Offset(i);
+      Blocks(*list)[i] = buffer.mData;
       std::memset(buffer.mData, 0, bytes);
       buffer.mDataByteSize = static_cast<UInt32>(bytes);
     }
@@ -39,7 +39,9 @@ void Free(AudioBufferList* list) {
     return;
   }
   for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
-    std::free(Allocations(*list)[i]);
+    if (void* block = Blocks(*list)[i]; block != nullptr) {
+      std::free(static_cast<std::byte*>(block) - Offset(i));
+    }
   }
   std::free(list);
 }

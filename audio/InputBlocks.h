@@ -17,13 +17,13 @@ namespace veneer::inputblocks {
 inline constexpr size_t kPage = 4096;
 inline constexpr size_t Offset(UInt32 channel) { return kPage / 2 + size_t{256} * (channel % 4); }
 
-// The list's allocations, one per block, kept right behind its buffers.
-inline size_t AllocationsOffset(UInt32 buffers) {
+// The list's blocks, kept right behind its buffers (null where memory was
+// short); each block lies Offset(channel) into its allocation.
+inline size_t BlocksOffset(UInt32 buffers) {
   return offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * buffers;
 }
-inline void* const* Allocations(const AudioBufferList& list) {
-  return reinterpret_cast<void* const*>(reinterpret_cast<const std::byte*>(&list) +
-                                        AllocationsOffset(list.mNumberBuffers));
+inline void* const* Blocks(const AudioBufferList& list) {
+  return reinterpret_cast<void* const*>(reinterpret_cast<const std::byte*>(&list) + BlocksOffset(list.mNumberBuffers));
 }
 
 // [render thread] A list of `channels` blocks of `frames` floats, every byte
@@ -36,9 +36,6 @@ void Free(AudioBufferList* list);
 
 // [render thread] The memory of block `channel` of a list from New, wherever
 // the list's buffer now points.
-inline void* Block(const AudioBufferList& list, UInt32 channel) {
-  void* allocation = Allocations(list)[channel];
-  return allocation != nullptr ? static_cast<std::byte*>(allocation) + Offset(channel) : nullptr;
-}
+inline void* Block(const AudioBufferList& list, UInt32 channel) { return Blocks(list)[channel]; }
 
 }  // namespace veneer::inputblocks

@@ -20,6 +20,10 @@ constexpr double kDecayPerRender = 0.9;
 // alike. No fast-math is needed: the lanes are independent sums, whose order
 // is ours to choose.
 using Lanes = float __attribute__((vector_size(32)));
+// The same lanes read straight from a block: host blocks carry no alignment
+// promise, and the samples are floats the lanes may alias. Read this way
+// rather than copied into a Lanes, no 32-byte-aligned stack slot is set up.
+using BlockLanes = float __attribute__((vector_size(32), aligned(alignof(float)), may_alias));
 constexpr size_t kLaneCount = 8;
 
 // Where the system can pick a function's variant when the module loads (ELF on
@@ -40,44 +44,74 @@ constexpr size_t kLaneCount = 8;
 #define VENEER_WIDEST_VECTORS
 #endif
 
-// [render thread] The sum of the squares of `count` samples: sixteen partial
-// sums of sixteen samples a step, then the rest one by one.
-VENEER_WIDEST_VECTORS float SumOfSquares(const float* samples, size_t count) {
-  Lanes even{};
-  Lanes odd{};
-  size_t i = 0;
-  for (; i + 2 * kLaneCount <= count; i += 2 * kLaneCount) {
-    Lanes a;
-    Lanes b;
-    std::memcpy(&a, samples + i, sizeof a);  // host blocks carry no alignment promise
-    std::memcpy(&b, samples + i + kLaneCount, sizeof b);
-    even += a * a;
-    odd += b * b;
-  }
-  float tail = 0.0F;
-  for (; i < count; ++i) {
-    tail += samples[i] * samples[i];
-  }
-  const Lanes lanes = even + odd;
-  return (((lanes[0] + lanes[1]) + (lanes[2] + lanes[3])) + ((lanes[4] + lanes[5]) + (lanes[6] + lanes[7]))) + tail;
+// Half a Lanes and a quarter: the steps of the final fold.
+using HalfLanes = float __attribute__((vector_size(16)));
+using QuarterLanes = float __attribute__((vector_size(8)));
+
+// [render thread] The eight lanes added up, by halves: two vector additions
+// and one scalar, rather than seven additions of lanes taken out one by one.
+inline float LaneTotal(Lanes lanes) {
+  HalfLanes low;
+  HalfLanes high;
+  std::memcpy(&low, &lanes, sizeof low);
+  std::memcpy(&high, reinterpret_cast<const std::byte*>(&lanes) + sizeof low, sizeof high);
+  const HalfLanes four = low + high;
+  QuarterLanes front;
+  QuarterLanes back;
+  std::memcpy(&front, &four, sizeof front);
+  std::memcpy(&back, reinterpret_cast<const std::byte*>(&four) + sizeof front, sizeof back);
+  const QuarterLanes two = front + back;
+  return two[0] + two[1];
 }
 
-}  // namespace
+// [any thread] The squares of the fewer than sixteen samples a block may end
+// with, one by one. Apart, so that blocks of whole steps (the usual sizes) do
+// not pay for the registers its vectorised form takes.
+[[gnu::noinline]] float TailSquares(const float* sample, const float* end) {
+  float sum = 0.0F;
+  for (; sample != end; ++sample) {
+    sum += *sample * *sample;
+  }
+  return sum;
+}
 
-float Veneer::MeterValue(const AudioBufferList& buffers, UInt32 frames) {
-  // All channels are pooled into one single-precision sum.
-  float sumSquares = 0.0F;
-  UInt32 sampleCount = 0;
+// [any thread] The mean square of the first `frames` samples of every buffer
+// that has memory (fewer where a buffer holds fewer), 0 for none. All channels
+// are pooled into one single-precision sum: sixteen partial sums of sixteen
+// samples a step, then the rest one by one, and one fold at the end. The
+// square root is the caller's: its call for errno on a negative argument
+// would make this function keep its vector sums in an aligned stack frame.
+VENEER_WIDEST_VECTORS float MeanSquare(const AudioBufferList& buffers, UInt32 frames) {
+  Lanes even{};
+  Lanes odd{};
+  float tail = 0.0F;
+  UInt32 samples = 0;
   for (UInt32 b = 0; b < buffers.mNumberBuffers; ++b) {
     const AudioBuffer& buffer = buffers.mBuffers[b];
     if (buffer.mData == nullptr) {
       continue;
     }
+    const auto* sample = static_cast<const float*>(buffer.mData);
     const UInt32 count = std::min<UInt32>(frames, buffer.mDataByteSize / sizeof(float));
-    sumSquares += SumOfSquares(static_cast<const float*>(buffer.mData), count);
-    sampleCount += count;
+    const float* const end = sample + count;
+    for (; end - sample >= static_cast<ptrdiff_t>(2 * kLaneCount); sample += 2 * kLaneCount) {
+      const Lanes first = *reinterpret_cast<const BlockLanes*>(sample);
+      const Lanes second = *reinterpret_cast<const BlockLanes*>(sample + kLaneCount);
+      even += first * first;
+      odd += second * second;
+    }
+    if (sample != end) {
+      tail += TailSquares(sample, end);
+    }
+    samples += count;
   }
-  const float value = sampleCount == 0 ? 0.0F : std::sqrt(sumSquares / static_cast<float>(sampleCount)) * kRmsScale;
+  return samples == 0 ? 0.0F : (LaneTotal(even + odd) + tail) / static_cast<float>(samples);
+}
+
+}  // namespace
+
+float Veneer::MeterValue(const AudioBufferList& buffers, UInt32 frames) {
+  const float value = std::sqrt(MeanSquare(buffers, frames)) * kRmsScale;
   // As fmin: a NaN (a block holding one) fails the comparison and reads full scale.
   return value < 1.0F ? value : 1.0F;
 }

@@ -20,10 +20,33 @@ namespace veneer {
 namespace {
 
 constexpr UInt32 kBytesPerSample = sizeof(float);
-// An inner render longer than this counts as slow.
-constexpr double kSlowRenderMs = 8.0;
+// An inner render longer than this (8 ms) counts as slow.
+constexpr int64_t kSlowRenderNanoseconds = 8'000'000;
 // "Render called" lines written unconditionally at the start of the process.
 constexpr int32_t kLoggedFirstRenders = 5;
+
+// [render thread] After a pull that did not simply fill the shell's blocks:
+// samples a source left in memory of its own are copied into the blocks, byte
+// sizes are what the source reported up to `wanted`, and every buffer gets its
+// block back. A buffer left without memory means no audio was delivered.
+[[gnu::noinline]] OSStatus TakeBackInputBlocks(AudioBufferList& list, OSStatus status, UInt32 wanted) {
+  for (UInt32 i = 0; i < list.mNumberBuffers; ++i) {
+    AudioBuffer& buffer = list.mBuffers[i];
+    void* const own = inputblocks::Block(list, i);
+    if (status == noErr && buffer.mData == nullptr) {
+      status = kAudioUnitErr_InvalidPropertyValue;
+    }
+    if (status == noErr) {
+      const UInt32 bytes = std::min(buffer.mDataByteSize, wanted);
+      if (buffer.mData != own && own != nullptr) {
+        std::memmove(own, buffer.mData, bytes);
+      }
+      buffer.mDataByteSize = own != nullptr ? bytes : 0;
+    }
+    buffer.mData = own;
+  }
+  return status;
+}
 
 // [render thread] Pulls input element 0 straight into the shell's `list` (a
 // list from inputblocks::New), or into the element's own memory when the shell
@@ -47,27 +70,16 @@ OSStatus PullInputInto(ausdk::AUInputElement& input, AudioUnitRenderActionFlags&
     }
     return noErr;
   }
-  if (!input.IsActive()) {
-    return kAudioUnitErr_NoConnection;
-  }
-  OSStatus status = input.PullInputInto(ioActionFlags, inTimeStamp, 0, frames, *list);
+  const OSStatus status = input.PullInputInto(ioActionFlags, inTimeStamp, 0, frames, *list);
   const UInt32 wanted = frames * kBytesPerSample;
+  // The usual answer: every block of the shell's filled in place, in full.
+  bool inPlace = status == noErr;
   for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
-    AudioBuffer& buffer = list->mBuffers[i];
-    void* const own = inputblocks::Block(*list, i);
-    if (status == noErr && buffer.mData == nullptr) {
-      status = kAudioUnitErr_InvalidPropertyValue;  // a source that left a buffer without memory delivered no audio
-    }
-    if (status == noErr) {
-      const UInt32 bytes = std::min(buffer.mDataByteSize, wanted);
-      if (buffer.mData != own && own != nullptr) {
-        std::memmove(own, buffer.mData, bytes);
-      }
-      buffer.mDataByteSize = own != nullptr ? bytes : 0;
-    }
-    buffer.mData = own;
+    const AudioBuffer& buffer = list->mBuffers[i];
+    inPlace = inPlace && buffer.mData != nullptr && buffer.mData == inputblocks::Block(*list, i) &&
+              buffer.mDataByteSize == wanted;
   }
-  return status;
+  return inPlace ? noErr : TakeBackInputBlocks(*list, status, wanted);
 }
 
 // [render thread] The monotonic clock, read directly: the standard library's
@@ -97,33 +109,52 @@ void CopyToOutput(const AudioBufferList& source, UInt32 sourceCapacity, AudioBuf
   }
 }
 
-}  // namespace
+// Shared by every instance in the process: the log shows the first renders
+// and then only changes in the presence of an inner unit.
+std::atomic<int32_t> renderLogCount{0};
+// Whether the last logged render had an inner unit; -1 before the first.
+std::atomic<int8_t> lastLoggedInnerPresent{-1};
 
-OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
-                        UInt32 inNumberFrames) {
-  const RenderingThread::Scope rendering(renderingThread_);
-  // Shared by every instance in the process: the log shows the first renders
-  // and then only changes in the presence of an inner unit.
-  static std::atomic<int32_t> renderLogCount{0};
-  static std::atomic<bool> renderLogStarted{false};
-  static std::atomic<bool> lastLoggedInnerPresent{false};
-
-  const AudioUnit inner = innerUnit_.load(std::memory_order_acquire);
-  const bool innerPresent = inner != nullptr;
-  const bool stateChange = !renderLogStarted.load(std::memory_order_relaxed) ||
-                           innerPresent != lastLoggedInnerPresent.load(std::memory_order_relaxed);
+// [render thread] Whether this render's "Render called" line is due, and if so
+// whether it reports a state change.
+struct RenderLogDecision {
+  bool log;
+  bool stateChange;
+};
+RenderLogDecision DecideRenderLog(bool innerPresent) {
+  const bool stateChange = lastLoggedInnerPresent.load(std::memory_order_relaxed) != int8_t{innerPresent};
   // The count stops where it no longer matters, so that it never wraps round
   // into the logged range again.
   const int32_t callsBefore = renderLogCount.load(std::memory_order_relaxed);
   if (callsBefore < kLoggedFirstRenders) {
     renderLogCount.fetch_add(1, std::memory_order_relaxed);
   }
-  const bool logThis = stateChange || callsBefore < kLoggedFirstRenders;
-  if (logThis) {
-    lastLoggedInnerPresent.store(innerPresent, std::memory_order_relaxed);
-    renderLogStarted.store(true, std::memory_order_relaxed);
-    DebugLog(logtext::kRenderCalled + std::to_string(inNumberFrames) + " inner=" + (innerPresent ? "yes" : "no") +
-             (stateChange ? logtext::kRenderStateChange : ""));
+  return {stateChange || callsBefore < kLoggedFirstRenders, stateChange};
+}
+
+// [render thread] The "Render called" line. Out of line and cold: its strings
+// would otherwise weigh on every block's frame.
+[[gnu::noinline, gnu::cold]] void LogRenderCall(UInt32 frames, bool innerPresent, bool stateChange) {
+  lastLoggedInnerPresent.store(int8_t{innerPresent}, std::memory_order_relaxed);
+  DebugLog(logtext::kRenderCalled + std::to_string(frames) + " inner=" + (innerPresent ? "yes" : "no") +
+           (stateChange ? logtext::kRenderStateChange : ""));
+}
+
+// [render thread] The inner unit's status line, for the renders that logged their call.
+[[gnu::noinline, gnu::cold]] void LogInnerRenderStatus(OSStatus status) {
+  DebugLog(logtext::kInnerRenderStatus + std::to_string(status));
+}
+
+}  // namespace
+
+OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
+                        UInt32 inNumberFrames) {
+  const RenderingThread::Scope rendering(renderingThread_);
+  const AudioUnit inner = innerUnit_.load(std::memory_order_acquire);
+  const bool innerPresent = inner != nullptr;
+  const RenderLogDecision logged = DecideRenderLog(innerPresent);
+  if (logged.log) {
+    LogRenderCall(inNumberFrames, innerPresent, logged.stateChange);
   }
 
   ausdk::AUOutputElement& outputElement = *renderOutput_;
@@ -134,77 +165,61 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
   // Once built, the list keeps its channel count whatever the host's format does later.
   const UInt32 channels =
       inputBufferChannels_ != 0 ? inputBufferChannels_ : outputElement.GetStreamFormat().mChannelsPerFrame;
-  ausdk::AUInputElement& input = *renderInput_;
+  const bool passThrough = bypass_.load(std::memory_order_relaxed) || appState_.load().appBypass_ || !innerPresent;
 
-  if (bypass_.load(std::memory_order_relaxed) || appState_.load().appBypass_ || !innerPresent) {
-    // Only the first render ever pulls here; later ones play the last pulled
-    // block again, read through the list it was pulled into.
-    AudioBufferList* const previous = inputBuffers_;
-    const UInt32 previousFrames = inputBufferFrames_;
-    PrepareInputBuffers(channels, inNumberFrames);
-    const AudioBufferList* source = previous;
-    UInt32 sourceFrames = previousFrames;
-    if (previous == nullptr) {
-      ++pullCount_;
-      if (const OSStatus pulled = PullInputInto(input, ioActionFlags, inTimeStamp, inNumberFrames, inputBuffers_);
-          pulled != noErr) {
-        return pulled;
-      }
-      source = inputBuffers_;
-      sourceFrames = inputBufferFrames_;
+  // A pass-through pulls only on the first render ever; later ones play the
+  // last pulled block again, read through the list it was pulled into.
+  AudioBufferList* const previous = inputBuffers_;
+  const UInt32 previousFrames = inputBufferFrames_;
+  PrepareInputBuffers(channels, inNumberFrames);
+  if (!passThrough || previous == nullptr) {
+    ++pullCount_;
+    if (const OSStatus pulled = PullInputInto(*renderInput_, ioActionFlags, inTimeStamp, inNumberFrames, inputBuffers_);
+        pulled != noErr) {
+      return pulled;
     }
-    const AudioBufferList empty{};
-    const AudioBufferList& replayed = source != nullptr ? *source : empty;
-    CopyToOutput(replayed, sourceFrames, output, inNumberFrames);
+  }
+  static constexpr AudioBufferList kEmpty{};
+  if (passThrough) {
+    const bool replaying = previous != nullptr;
+    const AudioBufferList* source = replaying ? previous : inputBuffers_;
+    const AudioBufferList& replayed = source != nullptr ? *source : kEmpty;
+    CopyToOutput(replayed, replaying ? previousFrames : inputBufferFrames_, output, inNumberFrames);
     Meter(replayed, inNumberFrames);
     return noErr;
   }
 
-  PrepareInputBuffers(channels, inNumberFrames);
-  ++pullCount_;
-  if (const OSStatus pulled = PullInputInto(input, ioActionFlags, inTimeStamp, inNumberFrames, inputBuffers_);
-      pulled != noErr) {
-    return pulled;
-  }
-  const AudioBufferList empty{};
-  const AudioBufferList& dry = inputBuffers_ != nullptr ? *inputBuffers_ : empty;
+  const AudioBufferList& dry = inputBuffers_ != nullptr ? *inputBuffers_ : kEmpty;
   // The meter shows the dry input, not the corrected output; a block just
   // pulled is always measured afresh.
   UpdateAudioLevel(dry, inNumberFrames);
 
+  // The inner unit gets flags and a time stamp of its own, so that nothing it
+  // does to them reaches the host's.
   AudioUnitRenderActionFlags innerFlags = 0;
-  AudioTimeStamp innerStamp = inTimeStamp;
+  const AudioTimeStamp innerStamp = inTimeStamp;
   const int64_t started = MonotonicNanoseconds();
   const OSStatus innerStatus = AudioUnitRender(inner, &innerFlags, &innerStamp, 0, inNumberFrames, &output);
-  const double elapsedMs = static_cast<double>(MonotonicNanoseconds() - started) / 1e6;
+  const int64_t elapsed = MonotonicNanoseconds() - started;
 
   // Only this thread writes the counters; the link thread reads them.
-  renderCount_.fetch_add(1, std::memory_order_relaxed);
-  if (elapsedMs > kSlowRenderMs) {
-    slowRenderCount_.fetch_add(1, std::memory_order_relaxed);
+  renderCount_.store(renderCount_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  if (elapsed > kSlowRenderNanoseconds) {
+    slowRenderCount_.store(slowRenderCount_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   }
-  if (elapsedMs > maxRenderMs_.load(std::memory_order_relaxed)) {
-    maxRenderMs_.store(elapsedMs, std::memory_order_relaxed);
+  if (elapsed > maxRenderNanoseconds_) {
+    maxRenderNanoseconds_ = elapsed;
+    maxRenderMs_.store(static_cast<double>(elapsed) / 1e6, std::memory_order_relaxed);
   }
 
-  if (logThis) {
-    DebugLog(logtext::kInnerRenderStatus + std::to_string(innerStatus));
+  if (logged.log) {
+    LogInnerRenderStatus(innerStatus);
   }
   // A failing inner unit is not the host's problem: it hears the dry signal.
   if (innerStatus != noErr) {
     CopyToOutput(dry, inputBufferFrames_, output, inNumberFrames);
   }
   return noErr;
-}
-
-void Veneer::PrepareInputBuffers(UInt32 channels, UInt32 frames) {
-  if (inputBuffers_ != nullptr && inputBufferChannels_ == channels && inputBufferFrames_ >= frames) {
-    for (UInt32 i = 0; i < inputBuffers_->mNumberBuffers; ++i) {
-      inputBuffers_->mBuffers[i].mDataByteSize = frames * kBytesPerSample;
-    }
-    return;
-  }
-  RebuildInputBuffers(channels, frames);
 }
 
 void Veneer::RebuildInputBuffers(UInt32 channels, UInt32 frames) {

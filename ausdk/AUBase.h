@@ -309,6 +309,10 @@ class AUBase : public ComponentBase {
   // output element once it was found.
   OSStatus CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess, AudioBufferList& ioData,
                            AUOutputElement*& outOutput);
+  // [render thread] DoRender's steps from the hand-over on, for a unit with render notifications.
+  OSStatus RenderNotifying(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
+                           UInt32 inBusNumber, AUOutputElement& output, UInt32 inFramesToProcess,
+                           AudioBufferList& ioData);
   static OSStatus CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
                                      AudioBufferList& ioData, const char* listName);
   void CreateLoggingString();

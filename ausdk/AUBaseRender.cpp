@@ -24,6 +24,16 @@ bool TakeRenderTime(AudioTimeStamp& current, const AudioTimeStamp& timeStamp) {
   return true;
 }
 
+// [render thread] The refusal of a buffer smaller than `expected` bytes: logged, then -50.
+[[gnu::noinline, gnu::cold]] OSStatus RefuseBufferSize(const AudioStreamBasicDescription& format, UInt32 frames,
+                                                       UInt32 expected, const char* listName, UInt32 index,
+                                                       UInt32 size) {
+  LogError("%u frames, %u bytes/frame, expected %u-byte buffer; %smBuffers[%u].mDataByteSize=%u; kAudio_ParamError",
+           static_cast<unsigned>(frames), static_cast<unsigned>(format.mBytesPerFrame), static_cast<unsigned>(expected),
+           listName, static_cast<unsigned>(index), static_cast<unsigned>(size));
+  return kAudio_ParamError;
+}
+
 // [render thread] -50 (after logging) when a buffer with data is smaller than `frames` of `format`.
 OSStatus CheckBufferSizes(const AudioStreamBasicDescription& format, UInt32 frames, const AudioBufferList& list,
                           const char* listName) {
@@ -31,14 +41,30 @@ OSStatus CheckBufferSizes(const AudioStreamBasicDescription& format, UInt32 fram
   for (UInt32 i = 0; i < list.mNumberBuffers; ++i) {
     const AudioBuffer& buffer = list.mBuffers[i];
     if (buffer.mData != nullptr && buffer.mDataByteSize < expected) {
-      LogError("%u frames, %u bytes/frame, expected %u-byte buffer; %smBuffers[%u].mDataByteSize=%u; kAudio_ParamError",
-               static_cast<unsigned>(frames), static_cast<unsigned>(format.mBytesPerFrame),
-               static_cast<unsigned>(expected), listName, static_cast<unsigned>(i),
-               static_cast<unsigned>(buffer.mDataByteSize));
-      return kAudio_ParamError;
+      return RefuseBufferSize(format, frames, expected, listName, i, buffer.mDataByteSize);
     }
   }
   return noErr;
+}
+
+// [render thread] The refusal of a render call for more frames than the slice
+// allows, logged at most once a second.
+[[gnu::noinline, gnu::cold]] OSStatus RefuseTooManyFrames(UInt64& lastMessageTime, double interval, UInt32 frames,
+                                                          UInt32 maxFrames) {
+  const UInt64 now = mach_absolute_time();
+  if (static_cast<double>(now - lastMessageTime) > interval) {
+    lastMessageTime = now;
+    LogError("kAudioUnitErr_TooManyFramesToProcess : inFramesToProcess=%u, mMaxFramesPerSlice=%u",
+             static_cast<unsigned>(frames), static_cast<unsigned>(maxFrames));
+  }
+  return kAudioUnitErr_TooManyFramesToProcess;
+}
+
+// [render thread] The refusal of a list with the wrong number of buffers: logged, then -50.
+[[gnu::noinline, gnu::cold]] OSStatus RefuseBufferCount(UInt32 buffers, UInt32 streams) {
+  LogError("ioData.mNumberBuffers=%u, ASBD::NumberChannelStreams(output.GetStreamFormat())=%u; kAudio_ParamError",
+           static_cast<unsigned>(buffers), static_cast<unsigned>(streams));
+  return kAudio_ParamError;
 }
 
 SInt64 EventStart(const AudioUnitParameterEvent& event) {
@@ -109,15 +135,23 @@ OSStatus AUBase::RenderErrorExit(OSStatus err, AudioUnitRenderActionFlags& ioAct
 OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
                                     AudioBufferList& ioData, const char* listName) {
   // Every size is checked before any is cut down, so a refused list is left as it came.
-  const OSStatus result = CheckBufferSizes(format, inFramesToProcess, ioData, listName);
-  if (result != noErr) {
-    return result;
+  const UInt32 expected = inFramesToProcess * format.mBytesPerFrame;
+  bool larger = false;
+  for (UInt32 i = 0; i < ioData.mNumberBuffers; ++i) {
+    const AudioBuffer& buffer = ioData.mBuffers[i];
+    if (buffer.mData != nullptr) {
+      if (buffer.mDataByteSize < expected) {
+        return RefuseBufferSize(format, inFramesToProcess, expected, listName, i, buffer.mDataByteSize);
+      }
+      larger = larger || buffer.mDataByteSize != expected;
+    }
   }
   // Larger buffers are cut down, so nothing past the expected size is read or written.
-  const UInt32 expected = inFramesToProcess * format.mBytesPerFrame;
-  for (UInt32 i = 0; i < ioData.mNumberBuffers; ++i) {
-    if (ioData.mBuffers[i].mData != nullptr) {
-      ioData.mBuffers[i].mDataByteSize = expected;
+  if (larger) {
+    for (UInt32 i = 0; i < ioData.mNumberBuffers; ++i) {
+      if (ioData.mBuffers[i].mData != nullptr) {
+        ioData.mBuffers[i].mDataByteSize = expected;
+      }
     }
   }
   return noErr;
@@ -125,19 +159,15 @@ OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format, U
 
 // ---- render ----
 
-OSStatus AUBase::CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess, AudioBufferList& ioData,
-                                 AUOutputElement*& outOutput) {
+// Both halves of DoRender are built into it, its only caller: one frame and no
+// argument shuffling for the block's fixed cost.
+[[gnu::always_inline]] inline OSStatus AUBase::CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess,
+                                                               AudioBufferList& ioData, AUOutputElement*& outOutput) {
   if (!IsInitialized()) {
     return kAudioUnitErr_Uninitialized;
   }
   if (inFramesToProcess > mMaxFramesPerSlice) {
-    const UInt64 now = mach_absolute_time();
-    if (static_cast<double>(now - mLastTimeMessagePrinted) > mHostTimeFrequency) {
-      mLastTimeMessagePrinted = now;
-      LogError("kAudioUnitErr_TooManyFramesToProcess : inFramesToProcess=%u, mMaxFramesPerSlice=%u",
-               static_cast<unsigned>(inFramesToProcess), static_cast<unsigned>(mMaxFramesPerSlice));
-    }
-    return kAudioUnitErr_TooManyFramesToProcess;
+    return RefuseTooManyFrames(mLastTimeMessagePrinted, mHostTimeFrequency, inFramesToProcess, mMaxFramesPerSlice);
   }
   if (mUsesFixedBlockSize && inFramesToProcess != mMaxFramesPerSlice) {
     return kAudio_ParamError;
@@ -151,9 +181,7 @@ OSStatus AUBase::CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess, A
   const AudioStreamBasicDescription& format = output.GetStreamFormat();
   const UInt32 streams = AUBufferList::NumberChannelStreams(format);
   if (ioData.mNumberBuffers != streams) {
-    LogError("ioData.mNumberBuffers=%u, ASBD::NumberChannelStreams(output.GetStreamFormat())=%u; kAudio_ParamError",
-             static_cast<unsigned>(ioData.mNumberBuffers), static_cast<unsigned>(streams));
-    return kAudio_ParamError;
+    return RefuseBufferCount(ioData.mNumberBuffers, streams);
   }
   return CheckRenderBuffers(format, inFramesToProcess, ioData, "ioData.");
 }
@@ -174,23 +202,11 @@ OSStatus AUBase::DoRender(AudioUnitRenderActionFlags& ioActionFlags, const Audio
       mRenderThreadID.store(std::this_thread::get_id(), std::memory_order_release);
     }
 
-    const bool notify = mRenderCallbacksTouched.load(std::memory_order_acquire);
-    if (notify) {
-      mRenderCallbacks.Update();
-      CallRenderNotifications(ioActionFlags | kAudioUnitRenderAction_PreRender, inTimeStamp, inBusNumber,
-                              inFramesToProcess, ioData);
+    if (mRenderCallbacksTouched.load(std::memory_order_acquire)) {
+      return RenderNotifying(ioActionFlags, inTimeStamp, inBusNumber, *output, inFramesToProcess, ioData);
     }
-
     result = DoRenderBus(ioActionFlags, inTimeStamp, inBusNumber, *output, inFramesToProcess, ioData);
     NoteRenderError(result);
-
-    if (notify) {
-      AudioUnitRenderActionFlags flags = ioActionFlags | kAudioUnitRenderAction_PostRender;
-      if (result != noErr) {
-        flags |= kAudioUnitRenderAction_PostRenderError;
-      }
-      CallRenderNotifications(flags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
-    }
     // Scheduled events belong to one render cycle.
     mParamEventList.clear();
     return result;
@@ -204,9 +220,30 @@ OSStatus AUBase::DoRender(AudioUnitRenderActionFlags& ioActionFlags, const Audio
   return RenderErrorExit(result, ioActionFlags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
 }
 
-OSStatus AUBase::DoRenderBus(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
-                             UInt32 inBusNumber, AUOutputElement& theOutput, UInt32 inNumberFrames,
-                             AudioBufferList& ioData) {
+// Apart from DoRender, whose every block would otherwise keep all its
+// arguments alive for the notifications after the render.
+[[gnu::noinline]] OSStatus AUBase::RenderNotifying(AudioUnitRenderActionFlags& ioActionFlags,
+                                                   const AudioTimeStamp& inTimeStamp, UInt32 inBusNumber,
+                                                   AUOutputElement& output, UInt32 inFramesToProcess,
+                                                   AudioBufferList& ioData) {
+  mRenderCallbacks.Update();
+  CallRenderNotifications(ioActionFlags | kAudioUnitRenderAction_PreRender, inTimeStamp, inBusNumber, inFramesToProcess,
+                          ioData);
+  const OSStatus result = DoRenderBus(ioActionFlags, inTimeStamp, inBusNumber, output, inFramesToProcess, ioData);
+  NoteRenderError(result);
+  AudioUnitRenderActionFlags flags = ioActionFlags | kAudioUnitRenderAction_PostRender;
+  if (result != noErr) {
+    flags |= kAudioUnitRenderAction_PostRenderError;
+  }
+  CallRenderNotifications(flags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
+  mParamEventList.clear();
+  return result;
+}
+
+[[gnu::always_inline]] inline OSStatus AUBase::DoRenderBus(AudioUnitRenderActionFlags& ioActionFlags,
+                                                           const AudioTimeStamp& inTimeStamp, UInt32 inBusNumber,
+                                                           AUOutputElement& theOutput, UInt32 inNumberFrames,
+                                                           AudioBufferList& ioData) {
   AUBufferList& ownList = theOutput.IOBuffer();
   const bool callerHasData = ioData.mNumberBuffers > 0 && ioData.mBuffers[0].mData != nullptr;
   // With several outputs an allocating element keeps its own memory, so that

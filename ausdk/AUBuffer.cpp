@@ -155,14 +155,4 @@ AudioBufferList& AUBufferList::PrepareNullBuffer(const AudioStreamBasicDescripti
   return *list;
 }
 
-OSStatus AUBufferList::SetBufferListOrError(const AudioBufferList& abl) {
-  if (mBuffers == nullptr || mBuffers->mMaximumNumberBuffers < abl.mNumberBuffers) {
-    return -1;
-  }
-  mBuffers->mBufferList.mNumberBuffers = abl.mNumberBuffers;
-  std::memcpy(mBuffers->mBufferList.mBuffers, abl.mBuffers, abl.mNumberBuffers * sizeof(AudioBuffer));
-  mPtrState = PtrState::ToExternalMemory;
-  return noErr;
-}
-
 }  // namespace ausdk

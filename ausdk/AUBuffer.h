@@ -64,7 +64,23 @@ class AUBufferList {
 
   // [render thread] Copies the caller's list (header and entries) in and marks
   // it as pointing to outside memory; -1 when there is not room for it.
-  OSStatus SetBufferListOrError(const AudioBufferList& abl);
+  // Inline: every render of a unit given the caller's buffers does this.
+  OSStatus SetBufferListOrError(const AudioBufferList& abl) {
+    if (mBuffers == nullptr || mBuffers->mMaximumNumberBuffers < abl.mNumberBuffers) {
+      return -1;
+    }
+    AudioBufferList& own = mBuffers->mBufferList;
+    own.mNumberBuffers = abl.mNumberBuffers;
+    // Field by field: lists have a buffer or two, too few for a call to memcpy
+    // to pay, and a whole-entry loop is turned into one.
+    for (UInt32 i = 0; i < abl.mNumberBuffers; ++i) {
+      own.mBuffers[i].mNumberChannels = abl.mBuffers[i].mNumberChannels;
+      own.mBuffers[i].mDataByteSize = abl.mBuffers[i].mDataByteSize;
+      own.mBuffers[i].mData = abl.mBuffers[i].mData;
+    }
+    mPtrState = PtrState::ToExternalMemory;
+    return noErr;
+  }
   void InvalidateBufferList() { mPtrState = PtrState::Invalid; }
 
   [[nodiscard]] bool IsValid() const { return mPtrState != PtrState::Invalid && mBuffers != nullptr; }

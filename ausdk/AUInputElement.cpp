@@ -54,16 +54,4 @@ OSStatus AUInputElement::PullInput(AudioUnitRenderActionFlags& ioActionFlags, co
   return PullInputInto(ioActionFlags, inTimeStamp, inElement, inNumberFrames, *list);
 }
 
-OSStatus AUInputElement::PullInputInto(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
-                                       AudioUnitElement inElement, UInt32 inNumberFrames, AudioBufferList& list) {
-  if (HasConnection()) {
-    return AudioUnitRender(mConnection.sourceAudioUnit, &ioActionFlags, &inTimeStamp, mConnection.sourceOutputNumber,
-                           inNumberFrames, &list);
-  }
-  if (!IsCallback()) {
-    return kAudioUnitErr_NoConnection;
-  }
-  return mInputProc(mInputProcRefCon, &ioActionFlags, &inTimeStamp, inElement, inNumberFrames, &list);
-}
-
 }  // namespace ausdk

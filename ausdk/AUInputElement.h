@@ -26,9 +26,19 @@ class AUInputElement : public AUIOElement {
   OSStatus PullInput(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                      AudioUnitElement inElement, UInt32 inNumberFrames);
   // [render thread] Has the source fill `list`, memory of the caller's, without
-  // the element's own buffer: the source may also point the list at memory of its own.
+  // the element's own buffer: the source may also point the list at memory of
+  // its own. Inline: a pull a block.
   OSStatus PullInputInto(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
-                         AudioUnitElement inElement, UInt32 inNumberFrames, AudioBufferList& list);
+                         AudioUnitElement inElement, UInt32 inNumberFrames, AudioBufferList& list) {
+    if (IsCallback()) {
+      return mInputProc(mInputProcRefCon, &ioActionFlags, &inTimeStamp, inElement, inNumberFrames, &list);
+    }
+    if (HasConnection()) {
+      return AudioUnitRender(mConnection.sourceAudioUnit, &ioActionFlags, &inTimeStamp, mConnection.sourceOutputNumber,
+                             inNumberFrames, &list);
+    }
+    return kAudioUnitErr_NoConnection;
+  }
 
   OSStatus SetStreamFormat(const AudioStreamBasicDescription& format) override;
   [[nodiscard]] bool NeedsBufferSpace() const override { return IsCallback(); }

@@ -95,8 +95,17 @@ class Veneer : public ausdk::AUBase {
   OSStatus SysEx(const UInt8* inData, UInt32 inLength) override;
   OSStatus MIDIEventList(UInt32 inOffsetSampleFrame, const struct MIDIEventList* eventList) override;
 
-  // [render thread] (Re)builds inputBuffers_ for `channels` x `frames`.
-  void PrepareInputBuffers(UInt32 channels, UInt32 frames);
+  // [render thread] (Re)builds inputBuffers_ for `channels` x `frames`. Inline:
+  // every block asks, and the list rarely needs more than its sizes set.
+  void PrepareInputBuffers(UInt32 channels, UInt32 frames) {
+    if (inputBuffers_ != nullptr && inputBufferChannels_ == channels && inputBufferFrames_ >= frames) {
+      for (UInt32 i = 0; i < inputBuffers_->mNumberBuffers; ++i) {
+        inputBuffers_->mBuffers[i].mDataByteSize = frames * static_cast<UInt32>(sizeof(float));
+      }
+      return;
+    }
+    RebuildInputBuffers(channels, frames);
+  }
   // Frees the input lists, the current one and those it replaced; never while rendering.
   void ReleaseInputBuffers();
   // [render thread] PrepareInputBuffers when the list must be replaced: apart,
@@ -263,6 +272,8 @@ class Veneer : public ausdk::AUBase {
   };
   MeteredBlock metered_;
   uint64_t pullCount_ = 0;
+  // The longest inner render so far, for maxRenderMs_: the render thread's own.
+  int64_t maxRenderNanoseconds_ = 0;
 };
 
 // The one retired inner instance of the process (under Logic) and its variant.

@@ -1,6 +1,8 @@
 // AudioComponentInstanceNew / Dispose and the handle pool.
 #include "audio/Instances.h"
 
+#include <AudioToolbox/AUComponent.h>
+
 #include <CoreServices/CoreServices.h>
 
 #include "audio/Registry.h"
@@ -61,6 +63,7 @@ OSStatus AudioComponentInstanceNew(AudioComponent inComponent, AudioComponentIns
   ComponentInstanceRecord* record = InstancePool::Shared().Take();
   // The handle is live before Open, so that Open may ask for its component.
   record->component.store(inComponent, std::memory_order_relaxed);
+  record->render.store(interface->Lookup(kAudioUnitRenderSelect), std::memory_order_relaxed);
   record->interface.store(interface, std::memory_order_release);
   const OSStatus status = interface->Open(interface, record);
   if (status != noErr) {

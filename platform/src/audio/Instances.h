@@ -12,6 +12,9 @@ struct ComponentInstanceRecord {
   // Null once disposed: every call through a stale handle then answers an error.
   std::atomic<AudioComponentPlugInInterface*> interface { nullptr };
   std::atomic<AudioComponent> component{nullptr};
+  // The render method, looked up once when the instance is made: Lookup
+  // takes no instance, so its answer cannot change, and render runs every block.
+  std::atomic<AudioComponentMethod> render{nullptr};
 };
 
 namespace veneer::audio {

@@ -94,8 +94,18 @@ OSStatus AudioUnitScheduleParameters(AudioUnit inUnit, const AudioUnitParameterE
 
 OSStatus AudioUnitRender(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags, const AudioTimeStamp* inTimeStamp,
                          UInt32 inOutputBusNumber, UInt32 inNumberFrames, AudioBufferList* ioData) {
-  return Dispatch<AudioUnitRenderProc>(inUnit, kAudioUnitRenderSelect, ioActionFlags, inTimeStamp, inOutputBusNumber,
-                                       inNumberFrames, ioData);
+  // Every block: the method the instance was made with, not a Lookup each time.
+  AudioComponentPlugInInterface* interface = veneer::audio::LiveInterface(inUnit);
+  if (interface == nullptr) {
+    return badComponentInstance;
+  }
+  const AudioComponentMethod method = inUnit->render.load(std::memory_order_relaxed);
+  if (method == nullptr) {
+    return badComponentSelector;
+  }
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the platform's method types
+  return reinterpret_cast<AudioUnitRenderProc>(method)(interface, ioActionFlags, inTimeStamp, inOutputBusNumber,
+                                                       inNumberFrames, ioData);
 }
 
 OSStatus AudioUnitProcess(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
