@@ -94,7 +94,8 @@ VENEER_WIDEST_VECTORS float MeanSquare(const AudioBufferList& buffers, UInt32 fr
     const auto* sample = static_cast<const float*>(buffer.mData);
     const UInt32 count = std::min<UInt32>(frames, buffer.mDataByteSize / sizeof(float));
     const float* const end = sample + count;
-    for (; end - sample >= static_cast<ptrdiff_t>(2 * kLaneCount); sample += 2 * kLaneCount) {
+    const float* const stepsEnd = sample + (count & ~(2 * kLaneCount - 1));
+    for (; sample != stepsEnd; sample += 2 * kLaneCount) {
       const Lanes first = *reinterpret_cast<const BlockLanes*>(sample);
       const Lanes second = *reinterpret_cast<const BlockLanes*>(sample + kLaneCount);
       even += first * first;

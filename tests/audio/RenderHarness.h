@@ -36,6 +36,9 @@ struct InputSource {
   UInt32 deliveredFrames = 0;
   // Leaves every buffer without memory, as a broken source would.
   bool leaveNullData = false;
+  // Answers with memory of its own, pointing the buffers there.
+  bool answerWithOwnMemory = false;
+  std::vector<std::vector<float>> ownMemory;
   UInt32 pulls = 0;
 
   static OSStatus Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*stamp*/,
@@ -48,6 +51,11 @@ struct InputSource {
       if (self.leaveNullData) {
         buffer.mData = nullptr;
         continue;
+      }
+      if (self.answerWithOwnMemory) {
+        self.ownMemory.resize(ioData->mNumberBuffers);
+        self.ownMemory[c].assign(frames, 0.0F);
+        buffer.mData = self.ownMemory[c].data();
       }
       auto* data = static_cast<float*>(buffer.mData);
       for (UInt32 f = 0; f < delivered; ++f) {

@@ -70,6 +70,23 @@ TEST_F(RenderPathTest, InputErrorsEndTheCycle) {
   EXPECT_EQ(output_[1], Scaled(source_.Block(1, 1, 256), standin::kGain));
 }
 
+TEST_F(RenderPathTest, ASourceAnsweringWithMemoryOfItsOwnIsCopiedIntoTheShellsBlocks) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  source_.answerWithOwnMemory = true;
+  for (UInt32 pull = 0; pull < 2; ++pull) {
+    ASSERT_EQ(Render(256), noErr);
+    for (UInt32 c = 0; c < kChannels; ++c) {
+      EXPECT_EQ(output_[c], Scaled(source_.Block(pull, c, 256), standin::kGain)) << "block " << pull << " ch " << c;
+    }
+  }
+  // The shell's list has its own blocks back: a source that fills in place is heard again.
+  source_.answerWithOwnMemory = false;
+  source_.ownMemory.clear();
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[1], Scaled(source_.Block(2, 1, 256), standin::kGain));
+}
+
 // ---- the input list's size ----
 
 TEST_F(RenderPathTest, LargerBlocksRebuildTheListAndSmallerOnesReuseIt) {

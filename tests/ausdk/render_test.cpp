@@ -211,7 +211,7 @@ TEST(RenderChecks, FixedBlockSizeRendersOnlyTheMaximum) {
 
 TEST_F(RenderTest, BufferCountAndSizeAreChecked) {
   BufferList mono(1, 64);
-  BufferList stereo(2, 64);
+  BufferList stereo(2, 128);
   stereo.get()->mBuffers[1].mDataByteSize = 252;
   testsupport::LogCapture capture;
   EXPECT_EQ(RenderAt(unit_, 0, 64, mono.get()), kAudio_ParamError);
@@ -224,6 +224,8 @@ TEST_F(RenderTest, BufferCountAndSizeAreChecked) {
                 "kAudio_ParamError\n" +
                 err);
   EXPECT_EQ(UnitFor<TestEffect>(unit_)->renderCalls, 0);
+  // A refused list is left as it came: the longer buffer before the short one is not cut.
+  EXPECT_EQ(stereo.get()->mBuffers[0].mDataByteSize, 512U);
 }
 
 TEST_F(RenderTest, ChecksRunInOrderUninitializedFirstAndAMissingBusIsRefusedQuietly) {

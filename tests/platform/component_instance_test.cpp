@@ -128,6 +128,7 @@ TEST_F(ComponentInstance, OpenSeesItsHandleAndADisposedHandleAnswersAnErrorAndDo
 
   AudioUnitParameterValue value = 0;
   EXPECT_EQ(AudioUnitGetParameter(unit, 0, kAudioUnitScope_Global, 0, &value), badComponentInstance);
+  EXPECT_EQ(AudioUnitRender(unit, nullptr, nullptr, 0, 0, nullptr), badComponentInstance);
   EXPECT_EQ(AudioUnitInitialize(unit), badComponentInstance);
   EXPECT_EQ(AudioComponentInstanceDispose(unit), badComponentInstance);
   EXPECT_EQ(AudioComponentInstanceGetComponent(unit), nullptr);
@@ -166,6 +167,33 @@ TEST(ComponentInstanceFailures, FailedOpenFactoryAndCloseReachTheHostAsStatuses)
   EXPECT_EQ(AudioComponentInstanceDispose(unit), -1234);
   test_unit::NextBehaviour() = {};
   EXPECT_EQ(test_unit::LiveInstances(), 0);
+}
+
+// Render is looked up when the instance is made, not at each block: an
+// instance whose lookup had none answers as an unserved selector, and one made
+// later with a lookup that serves it renders.
+TEST(ComponentInstanceFailures, RenderFollowsTheLookupOfItsOwnInstance) {
+  AudioComponent component = RegisterUnit('nrn1');
+  test_unit::NextBehaviour() = {};
+  test_unit::NextBehaviour().servesRender = false;
+  AudioUnit silent = nullptr;
+  ASSERT_EQ(AudioComponentInstanceNew(component, &silent), noErr);
+  test_unit::NextBehaviour() = {};
+  AudioUnit rendering = nullptr;
+  ASSERT_EQ(AudioComponentInstanceNew(component, &rendering), noErr);
+
+  std::vector<float> samples(8, 0.0F);
+  AudioBufferList list{1, {{1, 8 * sizeof(float), samples.data()}}};
+  const AudioTimeStamp timeStamp{};
+  AudioUnitRenderActionFlags flags = 0;
+  EXPECT_EQ(AudioUnitRender(silent, &flags, &timeStamp, 0, 8, &list), badComponentSelector);
+  EXPECT_FALSE(AudioComponentInstanceCanDo(silent, kAudioUnitRenderSelect));
+  EXPECT_TRUE(test_unit::CallsOf(silent).empty());
+  EXPECT_EQ(AudioUnitRender(rendering, &flags, &timeStamp, 0, 8, &list), noErr);
+  EXPECT_EQ(samples, std::vector<float>(8, 1.0F));
+
+  EXPECT_EQ(AudioComponentInstanceDispose(silent), noErr);
+  EXPECT_EQ(AudioComponentInstanceDispose(rendering), noErr);
 }
 
 TEST(ComponentInstanceThreads, CreateUseAndDisposeFromManyThreads) {

@@ -114,6 +114,11 @@ AudioComponentMethod Lookup(SInt16 selector) {
   }
 }
 
+// The same selectors but render, as a unit that cannot render would answer.
+AudioComponentMethod LookupWithoutRender(SInt16 selector) {
+  return selector == kAudioUnitRenderSelect ? nullptr : Lookup(selector);
+}
+
 }  // namespace
 
 Behaviour& NextBehaviour() {
@@ -135,7 +140,7 @@ AudioComponentPlugInInterface* Factory(const AudioComponentDescription* /*descri
     return nullptr;
   }
   auto* instance = new Instance{};
-  instance->interface = {Open, Close, Lookup, nullptr};
+  instance->interface = {Open, Close, NextBehaviour().servesRender ? Lookup : LookupWithoutRender, nullptr};
   return &instance->interface;
 }
 

@@ -21,6 +21,7 @@ struct Behaviour {
   OSStatus openStatus = noErr;
   OSStatus closeStatus = noErr;
   bool factoryReturnsNull = false;
+  bool servesRender = true;
 };
 
 struct Instance {
