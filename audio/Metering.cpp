@@ -50,7 +50,7 @@ using QuarterLanes = float __attribute__((vector_size(8)));
 
 // [render thread] The eight lanes added up, by halves: two vector additions
 // and one scalar, rather than seven additions of lanes taken out one by one.
-inline float LaneTotal(Lanes lanes) {
+inline float LaneTotal(const Lanes& lanes) {
   HalfLanes low;
   HalfLanes high;
   std::memcpy(&low, &lanes, sizeof low);
