@@ -294,9 +294,11 @@ class AUBase : public ComponentBase {
   static bool IsValidFormat(const AudioStreamBasicDescription& format);
 
  protected:
-  // [render thread] The render path's buffer hand-over around RenderBus.
-  OSStatus DoRenderBus(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp, UInt32 inBusNumber,
-                       AUOutputElement& theOutput, UInt32 inNumberFrames, AudioBufferList& ioData);
+  // [render thread] The render path's buffer hand-over around RenderBus. Inline,
+  // and defined beside DoRender, its caller: built into it, as a block's fixed cost.
+  inline OSStatus DoRenderBus(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
+                              UInt32 inBusNumber, AUOutputElement& theOutput, UInt32 inNumberFrames,
+                              AudioBufferList& ioData);
 
  private:
   // [render thread] Render-path helpers: the error exit and the notifications.
@@ -306,9 +308,9 @@ class AUBase : public ComponentBase {
                                UInt32 inFramesToProcess, AudioBufferList& ioData);
   void NoteRenderError(OSStatus err);
   // [render thread] The render call's checks in their order; `outOutput` is the
-  // output element once it was found.
-  OSStatus CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess, AudioBufferList& ioData,
-                           AUOutputElement*& outOutput);
+  // output element once it was found. Inline beside DoRender, as DoRenderBus.
+  inline OSStatus CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess, AudioBufferList& ioData,
+                                  AUOutputElement*& outOutput);
   // [render thread] DoRender's steps from the hand-over on, for a unit with render notifications.
   OSStatus RenderNotifying(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                            UInt32 inBusNumber, AUOutputElement& output, UInt32 inFramesToProcess,

@@ -161,8 +161,8 @@ OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format, U
 
 // Both halves of DoRender are built into it, its only caller: one frame and no
 // argument shuffling for the block's fixed cost.
-[[gnu::always_inline]] inline OSStatus AUBase::CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess,
-                                                               AudioBufferList& ioData, AUOutputElement*& outOutput) {
+[[gnu::always_inline]] OSStatus AUBase::CheckRenderCall(UInt32 inBusNumber, UInt32 inFramesToProcess,
+                                                        AudioBufferList& ioData, AUOutputElement*& outOutput) {
   if (!IsInitialized()) {
     return kAudioUnitErr_Uninitialized;
   }
@@ -240,10 +240,10 @@ OSStatus AUBase::DoRender(AudioUnitRenderActionFlags& ioActionFlags, const Audio
   return result;
 }
 
-[[gnu::always_inline]] inline OSStatus AUBase::DoRenderBus(AudioUnitRenderActionFlags& ioActionFlags,
-                                                           const AudioTimeStamp& inTimeStamp, UInt32 inBusNumber,
-                                                           AUOutputElement& theOutput, UInt32 inNumberFrames,
-                                                           AudioBufferList& ioData) {
+[[gnu::always_inline]] OSStatus AUBase::DoRenderBus(AudioUnitRenderActionFlags& ioActionFlags,
+                                                    const AudioTimeStamp& inTimeStamp, UInt32 inBusNumber,
+                                                    AUOutputElement& theOutput, UInt32 inNumberFrames,
+                                                    AudioBufferList& ioData) {
   AUBufferList& ownList = theOutput.IOBuffer();
   const bool callerHasData = ioData.mNumberBuffers > 0 && ioData.mBuffers[0].mData != nullptr;
   // With several outputs an allocating element keeps its own memory, so that
