@@ -48,7 +48,7 @@ constexpr size_t kLaneCount = 8;
 using HalfLanes = float __attribute__((vector_size(16)));
 using QuarterLanes = float __attribute__((vector_size(8)));
 
-// [render thread] The eight lanes added up, by halves: two vector additions
+// [any thread] The eight lanes added up, by halves: two vector additions
 // and one scalar, rather than seven additions of lanes taken out one by one.
 inline float LaneTotal(const Lanes& lanes) {
   HalfLanes low;
