@@ -112,8 +112,10 @@ void CopyToOutput(const AudioBufferList& source, UInt32 sourceCapacity, AudioBuf
 // Shared by every instance in the process: the log shows the first renders
 // and then only changes in the presence of an inner unit.
 std::atomic<int32_t> renderLogCount{0};
-// Whether the last logged render had an inner unit; -1 before the first.
-std::atomic<int8_t> lastLoggedInnerPresent{-1};
+// Whether the last logged render had an inner unit: kNotLoggedYet before the first.
+constexpr int8_t kNotLoggedYet = -1;
+std::atomic<int8_t> lastLoggedInnerPresent{kNotLoggedYet};
+constexpr int8_t PresenceCode(bool innerPresent) { return innerPresent ? 1 : 0; }
 
 // [render thread] Whether this render's "Render called" line is due, and if so
 // whether it reports a state change.
@@ -122,7 +124,7 @@ struct RenderLogDecision {
   bool stateChange;
 };
 RenderLogDecision DecideRenderLog(bool innerPresent) {
-  const bool stateChange = lastLoggedInnerPresent.load(std::memory_order_relaxed) != int8_t{innerPresent};
+  const bool stateChange = lastLoggedInnerPresent.load(std::memory_order_relaxed) != PresenceCode(innerPresent);
   // The count stops where it no longer matters, so that it never wraps round
   // into the logged range again.
   const int32_t callsBefore = renderLogCount.load(std::memory_order_relaxed);
@@ -135,7 +137,7 @@ RenderLogDecision DecideRenderLog(bool innerPresent) {
 // [render thread] The "Render called" line. Out of line and cold: its strings
 // would otherwise weigh on every block's frame.
 [[gnu::noinline, gnu::cold]] void LogRenderCall(UInt32 frames, bool innerPresent, bool stateChange) {
-  lastLoggedInnerPresent.store(int8_t{innerPresent}, std::memory_order_relaxed);
+  lastLoggedInnerPresent.store(PresenceCode(innerPresent), std::memory_order_relaxed);
   DebugLog(logtext::kRenderCalled + std::to_string(frames) + " inner=" + (innerPresent ? "yes" : "no") +
            (stateChange ? logtext::kRenderStateChange : ""));
 }
