@@ -315,8 +315,10 @@ class AUBase : public ComponentBase {
   OSStatus RenderNotifying(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                            UInt32 inBusNumber, AUOutputElement& output, UInt32 inFramesToProcess,
                            AudioBufferList& ioData);
-  static OSStatus CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
-                                     AudioBufferList& ioData, const char* listName);
+  // [render thread] The sizes of a caller's list checked, then longer ones cut
+  // down. Inline beside DoRender, which checks a list every block.
+  static inline OSStatus CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
+                                            AudioBufferList& ioData, const char* listName);
   void CreateLoggingString();
 
   struct PropertyListener {

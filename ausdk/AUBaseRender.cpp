@@ -34,17 +34,34 @@ bool TakeRenderTime(AudioTimeStamp& current, const AudioTimeStamp& timeStamp) {
   return kAudio_ParamError;
 }
 
-// [render thread] -50 (after logging) when a buffer with data is smaller than `frames` of `format`.
-OSStatus CheckBufferSizes(const AudioStreamBasicDescription& format, UInt32 frames, const AudioBufferList& list,
-                          const char* listName) {
+// [render thread] -50 (after logging) when a buffer with data is smaller than
+// `frames` of `format`; `anyLonger` tells whether one holds more. Built into
+// its callers: the render call checks its list every block.
+[[gnu::always_inline]] inline OSStatus CheckBufferSizes(const AudioStreamBasicDescription& format, UInt32 frames,
+                                                        const AudioBufferList& list, const char* listName,
+                                                        bool& anyLonger) {
   const UInt32 expected = frames * format.mBytesPerFrame;
+  anyLonger = false;
   for (UInt32 i = 0; i < list.mNumberBuffers; ++i) {
     const AudioBuffer& buffer = list.mBuffers[i];
-    if (buffer.mData != nullptr && buffer.mDataByteSize < expected) {
+    if (buffer.mData == nullptr) {
+      continue;
+    }
+    if (buffer.mDataByteSize < expected) {
       return RefuseBufferSize(format, frames, expected, listName, i, buffer.mDataByteSize);
     }
+    anyLonger = anyLonger || buffer.mDataByteSize != expected;
   }
   return noErr;
+}
+
+// The post-render notification's flags for a render that ended with `result`.
+AudioUnitRenderActionFlags PostRenderFlags(AudioUnitRenderActionFlags flags, OSStatus result) {
+  flags |= kAudioUnitRenderAction_PostRender;
+  if (result != noErr) {
+    flags |= kAudioUnitRenderAction_PostRenderError;
+  }
+  return flags;
 }
 
 // [render thread] The refusal of a render call for more frames than the slice
@@ -122,32 +139,24 @@ OSStatus AUBase::RenderErrorExit(OSStatus err, AudioUnitRenderActionFlags& ioAct
   LogError("  from %s, render err: %d", mLogString.c_str(), static_cast<int>(err));
   NoteRenderError(err);
   if (mRenderCallbacksTouched.load(std::memory_order_acquire)) {
-    AudioUnitRenderActionFlags flags = ioActionFlags | kAudioUnitRenderAction_PostRender;
-    if (err != noErr) {
-      flags |= kAudioUnitRenderAction_PostRenderError;
-    }
-    CallRenderNotifications(flags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
+    CallRenderNotifications(PostRenderFlags(ioActionFlags, err), inTimeStamp, inBusNumber, inFramesToProcess, ioData);
   }
   mParamEventList.clear();
   return err;
 }
 
-OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format, UInt32 inFramesToProcess,
-                                    AudioBufferList& ioData, const char* listName) {
+[[gnu::always_inline]] OSStatus AUBase::CheckRenderBuffers(const AudioStreamBasicDescription& format,
+                                                           UInt32 inFramesToProcess, AudioBufferList& ioData,
+                                                           const char* listName) {
   // Every size is checked before any is cut down, so a refused list is left as it came.
-  const UInt32 expected = inFramesToProcess * format.mBytesPerFrame;
-  bool larger = false;
-  for (UInt32 i = 0; i < ioData.mNumberBuffers; ++i) {
-    const AudioBuffer& buffer = ioData.mBuffers[i];
-    if (buffer.mData != nullptr) {
-      if (buffer.mDataByteSize < expected) {
-        return RefuseBufferSize(format, inFramesToProcess, expected, listName, i, buffer.mDataByteSize);
-      }
-      larger = larger || buffer.mDataByteSize != expected;
-    }
+  bool anyLonger = false;
+  if (const OSStatus result = CheckBufferSizes(format, inFramesToProcess, ioData, listName, anyLonger);
+      result != noErr) {
+    return result;
   }
-  // Larger buffers are cut down, so nothing past the expected size is read or written.
-  if (larger) {
+  // Longer buffers are cut down, so nothing past the expected size is read or written.
+  if (anyLonger) {
+    const UInt32 expected = inFramesToProcess * format.mBytesPerFrame;
     for (UInt32 i = 0; i < ioData.mNumberBuffers; ++i) {
       if (ioData.mBuffers[i].mData != nullptr) {
         ioData.mBuffers[i].mDataByteSize = expected;
@@ -231,11 +240,7 @@ OSStatus AUBase::DoRender(AudioUnitRenderActionFlags& ioActionFlags, const Audio
                           ioData);
   const OSStatus result = DoRenderBus(ioActionFlags, inTimeStamp, inBusNumber, output, inFramesToProcess, ioData);
   NoteRenderError(result);
-  AudioUnitRenderActionFlags flags = ioActionFlags | kAudioUnitRenderAction_PostRender;
-  if (result != noErr) {
-    flags |= kAudioUnitRenderAction_PostRenderError;
-  }
-  CallRenderNotifications(flags, inTimeStamp, inBusNumber, inFramesToProcess, ioData);
+  CallRenderNotifications(PostRenderFlags(ioActionFlags, result), inTimeStamp, inBusNumber, inFramesToProcess, ioData);
   mParamEventList.clear();
   return result;
 }
@@ -554,7 +559,8 @@ OSStatus AUBase::DoProcessMultiple(AudioUnitRenderActionFlags& ioActionFlags, co
           return errorExit(kAudio_ParamError);
         }
         std::snprintf(listName, sizeof listName, "inInputBufferLists[%u].", static_cast<unsigned>(i));
-        const OSStatus sizes = CheckBufferSizes(format, inFramesToProcess, *list, listName);
+        bool anyLonger = false;  // input lists are read, never cut
+        const OSStatus sizes = CheckBufferSizes(format, inFramesToProcess, *list, listName, anyLonger);
         if (sizes != noErr) {
           return errorExit(sizes);
         }
