@@ -7,17 +7,19 @@
 namespace veneer::inputblocks {
 namespace {
 
-void** Blocks(AudioBufferList& list) {
-  return reinterpret_cast<void**>(reinterpret_cast<std::byte*>(&list) + BlocksOffset(list.mNumberBuffers));
-}
+size_t ListOffset(UInt32 buffers) { return sizeof(void*) * buffers + kCapacityBytes; }
 
 }  // namespace
 
 AudioBufferList* New(UInt32 channels, UInt32 frames) {
-  auto* list = static_cast<AudioBufferList*>(std::calloc(1, BlocksOffset(channels) + sizeof(void*) * channels));
-  if (list == nullptr) {
+  const size_t listBytes = offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * channels;
+  auto* memory = static_cast<std::byte*>(std::calloc(1, ListOffset(channels) + listBytes));
+  if (memory == nullptr) {
     return nullptr;
   }
+  auto** blocks = reinterpret_cast<void**>(memory);
+  *reinterpret_cast<uint64_t*>(memory + sizeof(void*) * channels) = channels;
+  auto* list = reinterpret_cast<AudioBufferList*>(memory + ListOffset(channels));
   list->mNumberBuffers = channels;
   const size_t bytes = size_t{frames} * sizeof(float);
   for (UInt32 i = 0; i < channels; ++i) {
@@ -26,7 +28,7 @@ AudioBufferList* New(UInt32 channels, UInt32 frames) {
     buffer.mNumberChannels = 1;
     if (posix_memalign(&allocation, kPage, Offset(i) + bytes) == 0) {
       buffer.mData = static_cast<std::byte*>(allocation) + Offset(i);
-      Blocks(*list)[i] = buffer.mData;
+      blocks[i] = buffer.mData;
       std::memset(buffer.mData, 0, bytes);
       buffer.mDataByteSize = static_cast<UInt32>(bytes);
     }
@@ -38,11 +40,13 @@ void Free(AudioBufferList* list) {
   if (list == nullptr) {
     return;
   }
-  for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
-    if (void* block = Blocks(*list)[i]; block != nullptr) {
+  const UInt32 capacity = Capacity(*list);
+  for (UInt32 i = 0; i < capacity; ++i) {
+    if (void* block = Block(*list, i); block != nullptr) {
       std::free(static_cast<std::byte*>(block) - Offset(i));
     }
   }
-  std::free(list);
+  std::free(reinterpret_cast<std::byte*>(list) - ListOffset(capacity));
 }
+
 }  // namespace veneer::inputblocks

@@ -1,11 +1,14 @@
 // The shell's own input lists: one block per channel, zero-filled, placed so
-// that copies to and from them stay fast, and remembered by the list itself so
-// that a source which points the list elsewhere during a pull cannot lose them.
+// that copies to and from them stay fast. Each list remembers its blocks and
+// its capacity apart from its buffers, so that a source which reshapes the
+// list during a pull (another buffer count, other data pointers or byte sizes)
+// cannot lose them or lead a reader outside them.
 #pragma once
 
 #include <CoreAudioTypes/CoreAudioTypes.h>
 
 #include <cstddef>
+#include <cstdint>
 
 namespace veneer::inputblocks {
 
@@ -17,14 +20,27 @@ namespace veneer::inputblocks {
 inline constexpr size_t kPage = 4096;
 inline constexpr size_t Offset(UInt32 channel) { return kPage / 2 + size_t{256} * (channel % 4); }
 
-// The list's blocks, kept right behind its buffers (null where memory was
-// short); each block lies Offset(channel) into its allocation.
-inline size_t BlocksOffset(UInt32 buffers) {
-  return offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * buffers;
+// One allocation holds the blocks' addresses (null where memory was short),
+// then the capacity, then the list: both lie before the list, where nothing a
+// source does to the list reaches them.
+inline constexpr size_t kCapacityBytes = sizeof(uint64_t);
+
+// [any thread] The number of buffers a list from New was made with, whatever
+// its buffer count says now.
+inline UInt32 Capacity(const AudioBufferList& list) {
+  const auto* capacity = reinterpret_cast<const uint64_t*>(reinterpret_cast<const std::byte*>(&list) - kCapacityBytes);
+  return static_cast<UInt32>(*capacity);
 }
+
+// [any thread] The blocks of a list from New, one per buffer it was made with.
 inline void* const* Blocks(const AudioBufferList& list) {
-  return reinterpret_cast<void* const*>(reinterpret_cast<const std::byte*>(&list) + BlocksOffset(list.mNumberBuffers));
+  return reinterpret_cast<void* const*>(reinterpret_cast<const std::byte*>(&list) - kCapacityBytes -
+                                        sizeof(void*) * Capacity(list));
 }
+
+// [render thread] The memory of block `channel` (below the capacity) of a list
+// from New, wherever the list's buffer now points.
+inline void* Block(const AudioBufferList& list, UInt32 channel) { return Blocks(list)[channel]; }
 
 // [render thread] A list of `channels` blocks of `frames` floats, every byte
 // size frames x 4; null when memory is short. Allocates: only for a list the
@@ -33,9 +49,5 @@ AudioBufferList* New(UInt32 channels, UInt32 frames);
 
 // [any thread] Frees a list from New with its blocks; null is ignored.
 void Free(AudioBufferList* list);
-
-// [render thread] The memory of block `channel` of a list from New, wherever
-// the list's buffer now points.
-inline void* Block(const AudioBufferList& list, UInt32 channel) { return Blocks(list)[channel]; }
 
 }  // namespace veneer::inputblocks

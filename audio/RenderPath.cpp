@@ -26,33 +26,39 @@ constexpr int64_t kSlowRenderNanoseconds = 8'000'000;
 constexpr int32_t kLoggedFirstRenders = 5;
 
 // [render thread] After a pull that did not simply fill the shell's blocks:
-// samples a source left in memory of its own are copied into the blocks, byte
-// sizes are what the source reported up to `wanted`, and every buffer gets its
-// block back. A buffer left without memory means no audio was delivered.
+// the list counts the buffers the source answered, up to the shell's own;
+// samples a source left in memory of its own are copied into the blocks; byte
+// sizes are what the source reported, up to `wanted`; and every buffer gets
+// its block back. Whatever the source did, the list then points only at the
+// shell's blocks and says no more than they hold. A buffer left without memory
+// means no audio was delivered.
 [[gnu::noinline]] OSStatus TakeBackInputBlocks(AudioBufferList& list, OSStatus status, UInt32 wanted) {
-  for (UInt32 i = 0; i < list.mNumberBuffers; ++i) {
+  const UInt32 capacity = inputblocks::Capacity(list);
+  const UInt32 answered = std::min(list.mNumberBuffers, capacity);
+  for (UInt32 i = 0; i < capacity; ++i) {
     AudioBuffer& buffer = list.mBuffers[i];
     void* const own = inputblocks::Block(list, i);
-    if (status == noErr && buffer.mData == nullptr) {
+    const bool delivered = i < answered && status == noErr;
+    if (delivered && buffer.mData == nullptr) {
       status = kAudioUnitErr_InvalidPropertyValue;
     }
-    if (status == noErr) {
-      const UInt32 bytes = std::min(buffer.mDataByteSize, wanted);
-      if (buffer.mData != own && own != nullptr) {
-        std::memmove(own, buffer.mData, bytes);
-      }
-      buffer.mDataByteSize = own != nullptr ? bytes : 0;
+    UInt32 bytes = std::min(buffer.mDataByteSize, wanted);
+    if (delivered && status == noErr && buffer.mData != own && own != nullptr) {
+      std::memmove(own, buffer.mData, bytes);
     }
+    buffer.mNumberChannels = 1;
+    buffer.mDataByteSize = own != nullptr ? bytes : 0;
     buffer.mData = own;
   }
+  list.mNumberBuffers = answered;
   return status;
 }
 
 // [render thread] Pulls input element 0 straight into the shell's `list` (a
 // list from inputblocks::New), or into the element's own memory when the shell
-// has none. A source may answer with memory of its own instead: its samples are
-// then copied into the shell's blocks, and the list gets its blocks back either
-// way. Byte sizes are what the source reported, up to `frames`.
+// has none. A source may answer with memory of its own instead, or with fewer
+// or more buffers: the list is then put back to the shell's blocks by
+// TakeBackInputBlocks. Byte sizes are what the source reported, up to `frames`.
 OSStatus PullInputInto(ausdk::AUInputElement& input, AudioUnitRenderActionFlags& ioActionFlags,
                        const AudioTimeStamp& inTimeStamp, UInt32 frames, AudioBufferList* list) {
   if (list == nullptr) {
@@ -63,7 +69,9 @@ OSStatus PullInputInto(ausdk::AUInputElement& input, AudioUnitRenderActionFlags&
     if (pulled == nullptr) {
       return kAudioUnitErr_InvalidPropertyValue;
     }
-    for (UInt32 i = 0; i < pulled->mNumberBuffers; ++i) {
+    // Within the entries the element has room for, whatever count the source left.
+    const UInt32 buffers = std::min(pulled->mNumberBuffers, input.IOBuffer().GetAllocatedStreams());
+    for (UInt32 i = 0; i < buffers; ++i) {
       if (pulled->mBuffers[i].mData == nullptr) {
         return kAudioUnitErr_InvalidPropertyValue;
       }
@@ -73,21 +81,14 @@ OSStatus PullInputInto(ausdk::AUInputElement& input, AudioUnitRenderActionFlags&
   const OSStatus status = input.PullInputInto(ioActionFlags, inTimeStamp, 0, frames, *list);
   const UInt32 wanted = frames * kBytesPerSample;
   // The usual answer: every block of the shell's filled in place, in full.
-  bool inPlace = status == noErr;
-  for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
+  const UInt32 capacity = inputblocks::Capacity(*list);
+  bool inPlace = status == noErr && list->mNumberBuffers == capacity;
+  for (UInt32 i = 0; i < capacity; ++i) {
     const AudioBuffer& buffer = list->mBuffers[i];
     inPlace = inPlace && buffer.mData != nullptr && buffer.mData == inputblocks::Block(*list, i) &&
               buffer.mDataByteSize == wanted;
   }
   return inPlace ? noErr : TakeBackInputBlocks(*list, status, wanted);
-}
-
-// [render thread] The monotonic clock, read directly: the standard library's
-// wrapper costs as much again as the read, twice a block.
-int64_t MonotonicNanoseconds() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
 // [render thread] Copies `source` buffer by buffer into `output`, at most
@@ -200,9 +201,9 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
   // does to them reaches the host's.
   AudioUnitRenderActionFlags innerFlags = 0;
   const AudioTimeStamp innerStamp = inTimeStamp;
-  const int64_t started = MonotonicNanoseconds();
+  const int64_t started = renderClock_();
   const OSStatus innerStatus = AudioUnitRender(inner, &innerFlags, &innerStamp, 0, inNumberFrames, &output);
-  const int64_t elapsed = MonotonicNanoseconds() - started;
+  const int64_t elapsed = renderClock_() - started;
 
   // Only this thread writes the counters; the link thread reads them.
   renderCount_.store(renderCount_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -224,10 +225,20 @@ OSStatus Veneer::Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTi
   return noErr;
 }
 
+// Read directly: the standard library's wrapper costs as much again as the
+// read, twice a block.
+int64_t Veneer::MonotonicNanoseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
 void Veneer::RebuildInputBuffers(UInt32 channels, UInt32 frames) {
   // A pass-through may still read the replaced list this cycle, so it is kept
-  // (with its blocks) until the instance goes.
+  // (with its blocks) until the instance goes, whole again if its last pull
+  // was answered with fewer buffers.
   if (inputBuffers_ != nullptr) {
+    inputBuffers_->mNumberBuffers = inputblocks::Capacity(*inputBuffers_);
     retiredInputBuffers_.push_back(inputBuffers_);
     inputBuffers_ = nullptr;
   }

@@ -97,9 +97,11 @@ class Veneer : public ausdk::AUBase {
 
   // [render thread] (Re)builds inputBuffers_ for `channels` x `frames`. Inline:
   // every block asks, and the list rarely needs more than its sizes set.
+  // A list a source answered with fewer buffers last time is whole again.
   void PrepareInputBuffers(UInt32 channels, UInt32 frames) {
     if (inputBuffers_ != nullptr && inputBufferChannels_ == channels && inputBufferFrames_ >= frames) {
-      for (UInt32 i = 0; i < inputBuffers_->mNumberBuffers; ++i) {
+      inputBuffers_->mNumberBuffers = channels;
+      for (UInt32 i = 0; i < channels; ++i) {
         inputBuffers_->mBuffers[i].mDataByteSize = frames * static_cast<UInt32>(sizeof(float));
       }
       return;
@@ -143,6 +145,12 @@ class Veneer : public ausdk::AUBase {
   using LinkClock = std::time_t (*)();
   // [any thread] Only while no link thread runs.
   void SetLinkClock(LinkClock clock) { linkClock_ = clock; }
+
+  // What the render path times the inner unit's render with: the monotonic
+  // clock in nanoseconds, unless a test hands in one it sets.
+  using RenderClock = int64_t (*)();
+  // [any thread] Only while the instance does not render.
+  void SetRenderClock(RenderClock clock) { renderClock_ = clock; }
 
   // The private property through which the custom view reaches the inner unit.
   static constexpr AudioUnitPropertyID kInnerUnitProperty = 0x766E6975;  // 'vniu'
@@ -249,6 +257,9 @@ class Veneer : public ausdk::AUBase {
 
   LinkClock linkClock_ = &SystemTime;
   static std::time_t SystemTime() { return std::time(nullptr); }
+  RenderClock renderClock_ = &MonotonicNanoseconds;
+  // [any thread] The system's monotonic clock, in nanoseconds.
+  static int64_t MonotonicNanoseconds();
 
   // The thread inside Render, for the thread checks of debug builds.
   RenderingThread renderingThread_;

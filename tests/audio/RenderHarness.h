@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,14 +40,27 @@ struct InputSource {
   // Answers with memory of its own, pointing the buffers there.
   bool answerWithOwnMemory = false;
   std::vector<std::vector<float>> ownMemory;
+  // Sets the list's buffer count to this before answering (a mono source on a
+  // stereo list answers one); 0: leaves it. Only buffers within both counts are filled.
+  UInt32 answeredBuffers = 0;
+  // Byte size reported for every buffer, whatever was delivered; unset: the delivered size.
+  std::optional<UInt32> reportedBytes;
+  // The status the source answers with, after it has done the above.
+  OSStatus status = noErr;
   UInt32 pulls = 0;
+  UInt32 lastGivenBuffers = 0;  // the buffer count of the list at the last pull
 
   static OSStatus Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*stamp*/,
                           UInt32 /*bus*/, UInt32 frames, AudioBufferList* ioData) {
     auto& self = *static_cast<InputSource*>(refCon);
     const UInt32 pull = self.pulls++;
     const UInt32 delivered = self.deliveredFrames != 0 ? std::min(self.deliveredFrames, frames) : frames;
-    for (UInt32 c = 0; c < ioData->mNumberBuffers; ++c) {
+    const UInt32 given = ioData->mNumberBuffers;
+    self.lastGivenBuffers = given;
+    if (self.answeredBuffers != 0) {
+      ioData->mNumberBuffers = self.answeredBuffers;
+    }
+    for (UInt32 c = 0; c < std::min(given, ioData->mNumberBuffers); ++c) {
       AudioBuffer& buffer = ioData->mBuffers[c];
       if (self.leaveNullData) {
         buffer.mData = nullptr;
@@ -61,9 +75,9 @@ struct InputSource {
       for (UInt32 f = 0; f < delivered; ++f) {
         data[f] = self.sample(pull, c, f);
       }
-      buffer.mDataByteSize = delivered * sizeof(float);
+      buffer.mDataByteSize = self.reportedBytes.value_or(delivered * sizeof(float));
     }
-    return noErr;
+    return self.status;
   }
 
   // The block the source gave at `pull`, channel `channel`.

@@ -31,7 +31,7 @@ TEST(InputBlocks, BlocksStartHalfAPageInStaggeredPerChannelAndZeroed) {
   inputblocks::Free(list);
 }
 
-TEST(InputBlocks, ABlockIsFoundThroughTheListWhereverItsBufferPoints) {
+TEST(InputBlocks, ABlockIsFoundThroughTheListWhereverItsBufferPointsAndWhateverItsCount) {
   AudioBufferList* list = inputblocks::New(2, 64);
   ASSERT_NE(list, nullptr);
   void* const first = list->mBuffers[0].mData;
@@ -39,8 +39,12 @@ TEST(InputBlocks, ABlockIsFoundThroughTheListWhereverItsBufferPoints) {
   std::vector<float> elsewhere(64);
   list->mBuffers[0].mData = elsewhere.data();
   list->mBuffers[1].mData = nullptr;
-  EXPECT_EQ(inputblocks::Block(*list, 0), first);
-  EXPECT_EQ(inputblocks::Block(*list, 1), second);
+  for (const UInt32 count : {2U, 1U, 0U, 1000U}) {
+    list->mNumberBuffers = count;
+    EXPECT_EQ(inputblocks::Capacity(*list), 2U) << "count " << count;
+    EXPECT_EQ(inputblocks::Block(*list, 0), first) << "count " << count;
+    EXPECT_EQ(inputblocks::Block(*list, 1), second) << "count " << count;
+  }
   // Freed from the blocks it was made with, not from where the buffers point
   // now: the leak and address checks of the sanitizer runs see to that.
   inputblocks::Free(list);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <ctime>
 #include <filesystem>
 #include <string>
@@ -85,6 +86,76 @@ TEST_F(RenderPathTest, ASourceAnsweringWithMemoryOfItsOwnIsCopiedIntoTheShellsBl
   source_.ownMemory.clear();
   ASSERT_EQ(Render(256), noErr);
   EXPECT_EQ(output_[1], Scaled(source_.Block(2, 1, 256), standin::kGain));
+}
+
+// ---- a source that reshapes the list it is given ----
+
+TEST_F(RenderPathTest, ASourceAnsweringFewerBuffersIsHeardOnThoseAndTheListIsWholeAgainNextCycle) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  source_.answeredBuffers = 1;  // a mono source on a stereo list
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[0], Scaled(source_.Block(0, 0, 256), standin::kGain));
+
+  source_.answeredBuffers = 0;
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.lastGivenBuffers, kChannels);
+  for (UInt32 c = 0; c < kChannels; ++c) {
+    EXPECT_EQ(output_[c], Scaled(source_.Block(1, c, 256), standin::kGain)) << "ch " << c;
+  }
+
+  // Bypassed after a mono answer: the replay plays the shell's own blocks, whole.
+  source_.answeredBuffers = 1;
+  ASSERT_EQ(Render(256), noErr);
+  ASSERT_EQ(SetHostBypass(true), noErr);
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[0], source_.Block(2, 0, 256));
+  EXPECT_EQ(output_[1], source_.Block(1, 1, 256));
+}
+
+TEST_F(RenderPathTest, ASourceRaisingTheBufferCountOrTheByteSizesIsReadOnlyWithinTheShellsBlocks) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  source_.answeredBuffers = 64;
+  ASSERT_EQ(Render(256), noErr);
+  for (UInt32 c = 0; c < kChannels; ++c) {
+    EXPECT_EQ(output_[c], Scaled(source_.Block(0, c, 256), standin::kGain)) << "ch " << c;
+  }
+
+  source_.answeredBuffers = 0;
+  source_.reportedBytes = 1U << 30;
+  source_.answerWithOwnMemory = true;
+  ASSERT_EQ(Render(256), noErr);
+  for (UInt32 c = 0; c < kChannels; ++c) {
+    EXPECT_EQ(output_[c], Scaled(source_.Block(1, c, 256), standin::kGain)) << "ch " << c;
+  }
+
+  // Sizes of zero deliver nothing from memory of the source's own; the shell's
+  // blocks keep the last block, and the meter sees no samples.
+  const float level = Level();
+  source_.reportedBytes = 0;
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(output_[0], Scaled(source_.Block(1, 0, 256), standin::kGain));
+  EXPECT_FLOAT_EQ(Level(), level * 0.9F);
+}
+
+TEST_F(RenderPathTest, ASourceThatFailsAfterReshapingTheListEndsOnlyThatCycle) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  source_.answeredBuffers = 1;
+  source_.answerWithOwnMemory = true;
+  source_.reportedBytes = 1U << 30;
+  source_.status = kAudioUnitErr_CannotDoInCurrentContext;
+  EXPECT_EQ(Render(256), kAudioUnitErr_CannotDoInCurrentContext);
+  EXPECT_EQ(Inner()->RenderCount(), 0U);
+
+  source_ = InputSource{};
+  source_.pulls = 1;
+  ASSERT_EQ(Render(256), noErr);
+  EXPECT_EQ(source_.lastGivenBuffers, kChannels);
+  for (UInt32 c = 0; c < kChannels; ++c) {
+    EXPECT_EQ(output_[c], Scaled(source_.Block(1, c, 256), standin::kGain)) << "ch " << c;
+  }
 }
 
 // ---- the input list's size ----
@@ -223,25 +294,46 @@ TEST_F(RenderPathTest, TheLogShowsTheFirstFiveRendersAndThenOnlyChanges) {
 
 // ---- timing ----
 
+// The render clock as a test scripts it: every inner render lasts the next of
+// gRenderDurations, in nanoseconds.
+std::vector<int64_t> gRenderDurations;
+size_t gRenderClockReads = 0;
+int64_t gRenderNow = 1'000'000'000;
+int64_t ScriptedRenderClock() {
+  // Reads come in pairs around each inner render: the second ends it.
+  if (gRenderClockReads++ % 2 == 1) {
+    gRenderNow += gRenderDurations.at((gRenderClockReads - 1) / 2);
+  }
+  return gRenderNow;
+}
+
 TEST_F(RenderPathTest, InnerRendersOverEightMillisecondsCountAsSlow) {
   Start();
   ASSERT_NE(Inner(), nullptr);
-  standin::FaultsOf(product_).renderDelayMs = 2;
-  for (int i = 0; i < 3; ++i) {
+  veneer_->SetRenderClock(ScriptedRenderClock);
+  gRenderDurations = {2'000'000, 8'000'000, 8'000'001, 10'000'000, 0};
+  const std::vector<uint64_t> slowSoFar = {0, 0, 1, 2, 2};
+  for (size_t i = 0; i < gRenderDurations.size(); ++i) {
     ASSERT_EQ(Render(128), noErr);
+    EXPECT_EQ(veneer_->SlowRenderCount(), slowSoFar[i]) << "after " << gRenderDurations[i] << " ns";
   }
-  EXPECT_EQ(veneer_->SlowRenderCount(), 0U);
-  standin::FaultsOf(product_).renderDelayMs = 10;
-  for (int i = 0; i < 2; ++i) {
-    ASSERT_EQ(Render(128), noErr);
-  }
-  // Bypassed blocks are not inner renders.
+  EXPECT_DOUBLE_EQ(veneer_->MaxRenderMs(), 10.0);
+  // Bypassed blocks are not inner renders, and are not timed.
   ASSERT_EQ(SetHostBypass(true), noErr);
   ASSERT_EQ(Render(128), noErr);
-
+  EXPECT_EQ(gRenderClockReads, 2 * gRenderDurations.size());
   EXPECT_EQ(veneer_->RenderCount(), 5U);
   EXPECT_EQ(veneer_->SlowRenderCount(), 2U);
-  EXPECT_GE(veneer_->MaxRenderMs(), 10.0);
+}
+
+TEST_F(RenderPathTest, TheLongestInnerRenderIsKeptToTheNanosecond) {
+  Start();
+  ASSERT_NE(Inner(), nullptr);
+  veneer_->SetRenderClock(ScriptedRenderClock);
+  gRenderDurations = {8'000'001, 7'999'999};
+  ASSERT_EQ(Render(128), noErr);
+  ASSERT_EQ(Render(128), noErr);
+  EXPECT_EQ(veneer_->MaxRenderMs(), 8'000'001 / 1e6);
 }
 
 std::time_t gLinkNow = 0;
@@ -251,9 +343,9 @@ std::time_t LinkNow() { return gLinkNow; }
 // and only when the count moved; the clock is the test's to move.
 TEST_F(RenderPathTest, TheLinkReportsTheRenderFiguresEveryFiveSecondsWhenTheyMoved) {
   Start();
-  standin::FaultsOf(product_).renderDelayMs = 9;
+  veneer_->SetRenderClock(ScriptedRenderClock);
+  gRenderDurations = {9'000'000, 1'000'000, 1'000'000};
   ASSERT_EQ(Render(128), noErr);
-  standin::FaultsOf(product_).renderDelayMs = 0;
   ASSERT_EQ(Render(128), noErr);
   // Ahead of the system clock: the link thread may have run a cycle by it
   // before Start stopped it, and the period is kept process-wide.
@@ -261,8 +353,7 @@ TEST_F(RenderPathTest, TheLinkReportsTheRenderFiguresEveryFiveSecondsWhenTheyMov
   veneer_->SetLinkClock(LinkNow);
   const auto diagnostics = [this] { return LinesStartingWith(logtext::kRenderDiagnostics); };
   const std::string first = std::string(logtext::kRenderDiagnostics) + "2" + logtext::kRenderDiagnosticsSlow + "1" +
-                            logtext::kRenderDiagnosticsLongest +
-                            std::to_string(static_cast<int>(veneer_->MaxRenderMs())) + "ms";
+                            logtext::kRenderDiagnosticsLongest + "9ms";
 
   std::time_t lastAlive = 0;
   veneer_->RunLinkCycle(lastAlive);
