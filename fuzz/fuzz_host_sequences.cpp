@@ -2,14 +2,17 @@
 // a stand-in product): open, initialise and uninitialise (on the main thread
 // or another), stream formats with any rate, 0-8 channels and any flags,
 // maximum frames, renders of any frame count (0 and above the maximum
-// included) into buffers sized for the format, parameters with any id, scope
-// and value, scheduled parameters, bypass, reset, MIDI, the input callback or
-// a connection, the companion's files, the main run loop, and close. Whatever
-// is open is closed at the end of each input.
+// included) into buffers sized for the format, from a source that may reshape
+// the list it is given (buffer counts, data pointers, byte sizes, failures, a
+// late answer), parameters with any id, scope and value, scheduled parameters,
+// bypass, reset, MIDI, the input callback or a connection, the companion's
+// files, the main run loop, and close. Whatever is open is closed at the end
+// of each input.
 #include <AudioToolbox/AudioUnit.h>
 #include <AudioToolbox/MusicDevice.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -236,6 +239,11 @@ class Sequence {
     const UInt32 bus = in_.Below(8) == 7 ? 1 : 0;
     const bool lendNothing = in_.Flag();
     slot.input.SetMode(static_cast<fuzzing::HostInput::Mode>(in_.Below(fuzzing::HostInput::kModes)));
+    if (in_.Below(4) == 3) {
+      slot.input.SetReshape(TakeReshape());
+    } else {
+      slot.input.ClearReshape();
+    }
     // A host renders each time once; now and then it repeats one.
     if (in_.Below(8) != 7) {
       slot.sampleTime += frames;
@@ -248,6 +256,35 @@ class Sequence {
     } else {
       render();
     }
+  }
+
+  // What the source does to the list besides filling it: fewer or more
+  // buffers, memory of its own, byte sizes of zero or above the block, a
+  // failure after all that, or no answer before a later pull.
+  fuzzing::HostInput::Reshape TakeReshape() {
+    fuzzing::HostInput::Reshape reshape;
+    static constexpr int32_t kCountChanges[] = {0, -1, -2, 1, 2, 1000, INT32_MIN};
+    reshape.bufferCountChange = kCountChanges[in_.Below(std::size(kCountChanges))];
+    reshape.foreignData = in_.Flag();
+    switch (in_.Below(5)) {
+      case 1:
+        reshape.reportedBytes = 0;
+        break;
+      case 2:
+        reshape.reportedBytes = fuzzing::kTrackFrames * 4 * 4;
+        break;
+      case 3:
+        reshape.reportedBytes = UINT32_MAX;
+        break;
+      case 4:
+        reshape.reportedBytes = in_.Take<UInt32>();
+        break;
+      default:
+        break;
+    }
+    reshape.failAfter = in_.Below(4) == 3;
+    reshape.answerFromPull = in_.Below(4) == 3 ? in_.Below(4) : 0;
+    return reshape;
   }
 
   void Parameter(AudioUnit unit, bool set) {

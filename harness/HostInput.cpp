@@ -32,15 +32,24 @@ std::vector<std::byte> HostInput::BufferList(UInt32 frames) const {
 OSStatus HostInput::Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*stamp*/,
                             UInt32 /*bus*/, UInt32 frames, AudioBufferList* ioData) {
   auto& self = *static_cast<HostInput*>(refCon);
-  if (self.mode_ == Mode::kFails) {
+  const bool reshaping = self.reshaping_;
+  const Reshape& reshape = self.reshape_;
+  if (self.mode_ == Mode::kFails || (reshaping && self.pulls_++ < reshape.answerFromPull)) {
     return kAudioUnitErr_NoConnection;
   }
   if (ioData == nullptr) {
     return kAudio_ParamError;
   }
+  const UInt32 given = ioData->mNumberBuffers;
+  if (reshaping) {
+    const int64_t count = int64_t{given} + reshape.bufferCountChange;
+    ioData->mNumberBuffers = static_cast<UInt32>(std::clamp<int64_t>(count, 0, UINT32_MAX));
+  }
+  const UInt32 buffers = std::min(given, ioData->mNumberBuffers);
+  const bool foreign = reshaping && reshape.foreignData;
   size_t toLend = 0;
-  for (UInt32 i = 0; i < ioData->mNumberBuffers; ++i) {
-    if (ioData->mBuffers[i].mData == nullptr) {
+  for (UInt32 i = 0; i < buffers; ++i) {
+    if (foreign || ioData->mBuffers[i].mData == nullptr) {
       toLend += size_t{frames} * ioData->mBuffers[i].mNumberChannels;
     }
   }
@@ -49,14 +58,14 @@ OSStatus HostInput::Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/,
   }
   float* lent = self.lent_.data();
   const UInt32 delivered = self.mode_ == Mode::kShort ? frames / 2 : frames;
-  for (UInt32 i = 0; i < ioData->mNumberBuffers; ++i) {
+  for (UInt32 i = 0; i < buffers; ++i) {
     AudioBuffer& buffer = ioData->mBuffers[i];
     if (self.mode_ == Mode::kNoData) {
       buffer.mData = nullptr;
       continue;
     }
     const size_t count = size_t{frames} * buffer.mNumberChannels;
-    if (buffer.mData == nullptr) {
+    if (foreign || buffer.mData == nullptr) {
       buffer.mData = lent;
       lent += count;
     }
@@ -67,8 +76,11 @@ OSStatus HostInput::Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/,
     std::memcpy(samples, channel.data(), copied * sizeof(float));
     std::fill(samples + copied, samples + count, 0.0F);
     buffer.mDataByteSize = delivered * buffer.mNumberChannels * UInt32{sizeof(float)};
+    if (reshaping && reshape.reportedBytes) {
+      buffer.mDataByteSize = *reshape.reportedBytes;
+    }
   }
-  return noErr;
+  return reshaping && reshape.failAfter ? OSStatus{kAudioUnitErr_CannotDoInCurrentContext} : OSStatus{noErr};
 }
 
 }  // namespace harness

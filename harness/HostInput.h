@@ -1,13 +1,14 @@
 // The host's track on a unit's input bus: a prepared signal that the render
 // callback copies into the buffers the unit pulls with, as a host copies from
 // its own track buffers; or, to try a unit, a track that delivers half a
-// block, fails, or leaves the buffers without memory.
+// block, fails, leaves the buffers without memory, or reshapes the list.
 #pragma once
 
 #include <AudioToolbox/AudioUnit.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace harness {
@@ -21,7 +22,22 @@ class HostInput {
   // each of `channels` (at least one) channels; a longer pull gets silence after.
   HostInput(UInt32 channels, UInt32 frames, Float64 sampleRate);
 
+  // What a source may do to the list it is given besides filling it. Entries
+  // beyond the ones it was given are never written: they are not its memory.
+  struct Reshape {
+    int32_t bufferCountChange = 0;        // added to the list's buffer count (not below 0)
+    bool foreignData = false;             // points every buffer at memory of the source's own
+    std::optional<UInt32> reportedBytes;  // byte size reported, whatever was delivered
+    bool failAfter = false;               // answers an error after all that
+    UInt32 answerFromPull = 0;            // pulls before this one fail and leave the list alone
+  };
+
   void SetMode(Mode mode) { mode_ = mode; }
+  void SetReshape(const Reshape& reshape) {
+    reshape_ = reshape;
+    reshaping_ = true;
+  }
+  void ClearReshape() { reshaping_ = false; }
   [[nodiscard]] AURenderCallbackStruct Callback() { return {Provide, this}; }
   [[nodiscard]] float Sample(UInt32 channel, UInt32 frame) const { return track_[channel][frame]; }
   // A list over the first `frames` samples of every channel, as a unit's own
@@ -37,6 +53,9 @@ class HostInput {
   std::vector<std::vector<float>> track_;
   std::vector<float> lent_;
   Mode mode_ = Mode::kFull;
+  Reshape reshape_;
+  bool reshaping_ = false;
+  UInt32 pulls_ = 0;
 };
 
 }  // namespace harness
