@@ -2,6 +2,8 @@
 // AUBase and the conversion of exceptions, in that order.
 #include "ausdk/AUPlugInDispatch.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -333,38 +335,49 @@ OSStatus AUMethodStopNote(void* self, MusicDeviceGroupID inGroupID, NoteInstance
 
 namespace {
 
-template <typename Function>
-AudioComponentMethod Method(Function function) noexcept {
-  return reinterpret_cast<AudioComponentMethod>(function);  // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
+// A method as the platform's generic type. The cast is not a constant
+// expression, so the table below holds the functions that make it instead:
+// their addresses are, and the table is then part of the image, never filled
+// by code that runs while the module loads (a lookup before that would find
+// it empty).
+using MethodMaker = AudioComponentMethod (*)() noexcept;
+
+template <auto Function>
+AudioComponentMethod Method() noexcept {
+  return reinterpret_cast<AudioComponentMethod>(Function);  // NOLINT(cppcoreguidelines-pro-type-reinterpret-cast)
 }
 
 // The dense range, selectors 1 to 18, indexed by selector - 1; 8, 12 and 13 are
-// not served. Filled when the module loads, so a lookup (one per render call on
-// some systems) is an index and a load.
-const AudioComponentMethod kBaseMethods[] = {
-    Method(AUMethodInitialize),                          // 1
-    Method(AUMethodUninitialize),                        // 2
-    Method(AUMethodGetPropertyInfo),                     // 3
-    Method(AUMethodGetProperty),                         // 4
-    Method(AUMethodSetProperty),                         // 5
-    Method(AUMethodGetParameter),                        // 6
-    Method(AUMethodSetParameter),                        // 7
-    nullptr,                                             // 8
-    Method(AUMethodReset),                               // 9
-    Method(AUMethodAddPropertyListener),                 // 10
-    Method(AUMethodRemovePropertyListener),              // 11
-    nullptr,                                             // 12
-    nullptr,                                             // 13
-    Method(AUMethodRender),                              // 14
-    Method(AUMethodAddRenderNotify),                     // 15
-    Method(AUMethodRemoveRenderNotify),                  // 16
-    Method(AUMethodScheduleParameters),                  // 17
-    Method(AUMethodRemovePropertyListenerWithUserData),  // 18
+// not served.
+constexpr std::array<MethodMaker, 18> kBaseMethods = {
+    &Method<AUMethodInitialize>,                          // 1
+    &Method<AUMethodUninitialize>,                        // 2
+    &Method<AUMethodGetPropertyInfo>,                     // 3
+    &Method<AUMethodGetProperty>,                         // 4
+    &Method<AUMethodSetProperty>,                         // 5
+    &Method<AUMethodGetParameter>,                        // 6
+    &Method<AUMethodSetParameter>,                        // 7
+    nullptr,                                              // 8
+    &Method<AUMethodReset>,                               // 9
+    &Method<AUMethodAddPropertyListener>,                 // 10
+    &Method<AUMethodRemovePropertyListener>,              // 11
+    nullptr,                                              // 12
+    nullptr,                                              // 13
+    &Method<AUMethodRender>,                              // 14
+    &Method<AUMethodAddRenderNotify>,                     // 15
+    &Method<AUMethodRemoveRenderNotify>,                  // 16
+    &Method<AUMethodScheduleParameters>,                  // 17
+    &Method<AUMethodRemovePropertyListenerWithUserData>,  // 18
 };
+static_assert(std::count(kBaseMethods.begin(), kBaseMethods.end(), nullptr) == 3 && kBaseMethods[8 - 1] == nullptr &&
+                  kBaseMethods[12 - 1] == nullptr && kBaseMethods[13 - 1] == nullptr,
+              "every selector from 1 to 18 but 8, 12 and 13 has its method");
 
 AudioComponentMethod BaseMethod(SInt16 selector) {
   if (selector >= 1 && selector <= 18) {
-    return kBaseMethods[selector - 1];
+    if (const MethodMaker method = kBaseMethods[selector - 1]; method != nullptr) {
+      return method();
+    }
   }
   return nullptr;
 }
@@ -372,9 +385,9 @@ AudioComponentMethod BaseMethod(SInt16 selector) {
 AudioComponentMethod OutputMethod(SInt16 selector) {
   switch (selector) {
     case kAudioOutputUnitStartSelect:
-      return Method(AUMethodStart);
+      return Method<AUMethodStart>();
     case kAudioOutputUnitStopSelect:
-      return Method(AUMethodStop);
+      return Method<AUMethodStop>();
     default:
       return nullptr;
   }
@@ -383,11 +396,11 @@ AudioComponentMethod OutputMethod(SInt16 selector) {
 AudioComponentMethod MIDIMethod(SInt16 selector) {
   switch (selector) {
     case kMusicDeviceMIDIEventSelect:
-      return Method(AUMethodMIDIEvent);
+      return Method<AUMethodMIDIEvent>();
     case kMusicDeviceSysExSelect:
-      return Method(AUMethodSysEx);
+      return Method<AUMethodSysEx>();
     case kMusicDeviceMIDIEventListSelect:
-      return Method(AUMethodMIDIEventList);
+      return Method<AUMethodMIDIEventList>();
     default:
       return nullptr;
   }
@@ -396,28 +409,28 @@ AudioComponentMethod MIDIMethod(SInt16 selector) {
 AudioComponentMethod MusicMethod(SInt16 selector) {
   switch (selector) {
     case kMusicDevicePrepareInstrumentSelect:
-      return Method(AUMethodPrepareInstrument);
+      return Method<AUMethodPrepareInstrument>();
     case kMusicDeviceReleaseInstrumentSelect:
-      return Method(AUMethodReleaseInstrument);
+      return Method<AUMethodReleaseInstrument>();
     case kMusicDeviceStartNoteSelect:
-      return Method(AUMethodStartNote);
+      return Method<AUMethodStartNote>();
     case kMusicDeviceStopNoteSelect:
-      return Method(AUMethodStopNote);
+      return Method<AUMethodStopNote>();
     default:
       return nullptr;
   }
 }
 
 AudioComponentMethod ProcessMethod(SInt16 selector) {
-  return selector == kAudioUnitProcessSelect ? Method(AUMethodProcess) : nullptr;
+  return selector == kAudioUnitProcessSelect ? Method<AUMethodProcess>() : nullptr;
 }
 
 AudioComponentMethod ProcessMultipleMethod(SInt16 selector) {
-  return selector == kAudioUnitProcessMultipleSelect ? Method(AUMethodProcessMultiple) : nullptr;
+  return selector == kAudioUnitProcessMultipleSelect ? Method<AUMethodProcessMultiple>() : nullptr;
 }
 
 AudioComponentMethod ComplexRenderMethod(SInt16 selector) {
-  return selector == kAudioUnitComplexRenderSelect ? Method(AUMethodComplexRender) : nullptr;
+  return selector == kAudioUnitComplexRenderSelect ? Method<AUMethodComplexRender>() : nullptr;
 }
 
 // The first table that serves the selector.

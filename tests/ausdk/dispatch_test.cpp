@@ -49,6 +49,25 @@ TEST(DispatchLookups, EachLookupServesItsSelectorsAndNoOthers) {
   EXPECT_EQ(Served(ausdk::AUMusicLookup::Lookup), BaseAnd({257, 258, 259, 260, 261, 262, 263}));
 }
 
+#if defined(__ELF__)
+// Runs before every initialiser of default priority in this program, the
+// framework's among them, as a host's lookup can run before a module's
+// initialisers have finished.
+AudioComponentMethod gEarliestRender = nullptr;
+AudioComponentMethod gEarliestInitialize = nullptr;
+[[gnu::constructor(101)]] void LookUpBeforeTheProgramsInitialisers() {
+  gEarliestRender = ausdk::AUMIDILookup::Lookup(kAudioUnitRenderSelect);
+  gEarliestInitialize = ausdk::AUBaseLookup::Lookup(kAudioUnitInitializeSelect);
+}
+
+TEST(DispatchLookups, ALookupBeforeStaticInitialisationFindsTheMethods) {
+  EXPECT_NE(gEarliestRender, nullptr);
+  EXPECT_EQ(gEarliestRender, ausdk::AUMIDILookup::Lookup(kAudioUnitRenderSelect));
+  EXPECT_NE(gEarliestInitialize, nullptr);
+  EXPECT_EQ(gEarliestInitialize, ausdk::AUBaseLookup::Lookup(kAudioUnitInitializeSelect));
+}
+#endif
+
 // The base's MIDI, note and output defaults are unimplemented: what matters is that they are reached.
 TEST(DispatchLookups, MidiNoteAndOutputCallsReachTheUnitAfterTheirArgumentChecks) {
   Instance midi(testunits::Register<ausdk::AUMIDILookup, TestEffect>(kAudioUnitType_Effect, 'dsp1'));

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <tuple>
@@ -402,9 +403,19 @@ TEST(PropertiesFormats, FormatChangesGoThroughTheUnitAndAreAnnounced) {
                                {kAudioUnitProperty_StreamFormat, kOutput, 0},
                                {kAudioUnitProperty_StreamFormat, kGlobal, 0}}));
 
-  // A smaller buffer gets the first bytes; none gets the size.
+  // A larger buffer gets the value and its real size; a smaller one the first
+  // bytes; none gets the size.
+  struct {
+    Format format;
+    std::byte beyond[16];
+  } larger{};
+  UInt32 size = sizeof larger;
+  ASSERT_EQ(AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, &larger, &size), noErr);
+  EXPECT_EQ(size, sizeof(Format));
+  EXPECT_DOUBLE_EQ(larger.format.mSampleRate, 22050);
+  EXPECT_EQ(larger.format.mChannelsPerFrame, 1U);
   Float64 firstField = 0;
-  UInt32 size = sizeof firstField;
+  size = sizeof firstField;
   ASSERT_EQ(AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, &firstField, &size), noErr);
   EXPECT_EQ(size, sizeof firstField);
   EXPECT_DOUBLE_EQ(firstField, 22050);
