@@ -147,10 +147,9 @@ void* Veneer::IpcThreadEntry(void* arg) {
   }
   std::time_t lastAliveTime = 0;  // the first pass writes the alive file at once
   for (;;) {
-    RunGuarded("link thread", [&] {
-      self->RunLinkCycle(lastAliveTime);
-      self->PauseLink();
-    });
+    RunGuarded("link thread", [&] { self->RunLinkCycle(lastAliveTime); });
+    // Outside the guard: a pass that throws still waits its second.
+    self->PauseLink();
     if (!self->linkRunning_.load()) {
       return nullptr;
     }

@@ -56,6 +56,13 @@ TEST(System, ProcNameAndPidPathReadTheCurrentNameAndExecutableOfAProcess) {
   char shortName[6];
   EXPECT_EQ(proc_name(getpid(), shortName, sizeof shortName), 5);
   EXPECT_STREQ(shortName, "Logic");
+  // One byte too short for the name and its terminator: cut, terminated inside
+  // the buffer, and the byte after it left alone.
+  char area[16];
+  std::memset(area, 'x', sizeof area);
+  EXPECT_EQ(proc_name(getpid(), area, 11), 10);
+  EXPECT_EQ(std::string(area), "Logic Pro ");
+  EXPECT_EQ(area[11], 'x');
 
   char path[PROC_PIDPATHINFO_MAXSIZE];
   const int length = proc_pidpath(getpid(), path, sizeof path);

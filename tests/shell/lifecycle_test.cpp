@@ -207,6 +207,42 @@ TEST_F(LifecycleTest, UnderLogicTheInnerUnitIsRetiredAndReused) {
   EXPECT_EQ(standin::LiveCount(), 2U);  // neither is disposed
 }
 
+TEST_F(LifecycleTest, UnderLogicTheRetiredInnerUnitIsReusedOnlyByItsOwnProduct) {
+  if (testsupport::PosedName().empty()) {
+    EXPECT_TRUE(testsupport::PassesPosingAs("Logic Pro X"));
+    return;
+  }
+  standin::Register(Variant::kEfx);
+  HostedVeneer first;
+  ASSERT_EQ(first.Initialize(), noErr);
+  ASSERT_EQ(first.SetFormat(kAudioUnitScope_Output, 2, 48000.0), noErr);
+  const AudioUnit retired = first->InnerUnit();
+  ASSERT_NE(retired, nullptr);
+  ASSERT_EQ(first.Uninitialize(), noErr);
+  ASSERT_EQ(veneer::gRetiredInner.load(), retired);
+
+  // Another product forced: a new instance of it, the retired one left in its slot.
+  WriteSupportFile("force_variant.txt", "Auto-Tune EFX+\n");
+  HostedVeneer second;
+  ASSERT_EQ(second.Initialize(), noErr);
+  ASSERT_EQ(second.SetFormat(kAudioUnitScope_Output, 2, 48000.0), noErr);
+  ASSERT_NE(second->InnerUnit(), nullptr);
+  EXPECT_NE(second->InnerUnit(), retired);
+  EXPECT_EQ(standin::Find(second->InnerUnit())->GetVariant(), Variant::kEfx);
+  EXPECT_EQ(veneer::gRetiredInner.load(), retired);
+  EXPECT_EQ(standin::LiveCount(), 2U);
+  EXPECT_FALSE(Logged(std::string(logtext::kReusingRetired) + "Auto-Tune EFX+"));
+
+  // Its own product again: the retired one comes back.
+  WriteSupportFile("force_variant.txt", "Auto-Tune Pro\n");
+  HostedVeneer third;
+  ASSERT_EQ(third.Initialize(), noErr);
+  ASSERT_EQ(third.SetFormat(kAudioUnitScope_Output, 2, 48000.0), noErr);
+  EXPECT_EQ(third->InnerUnit(), retired);
+  EXPECT_EQ(veneer::gRetiredInner.load(), nullptr);
+  EXPECT_EQ(standin::LiveCount(), 2U);
+}
+
 TEST_F(LifecycleTest, AuHostingCountsAsLogicButLowerCaseDoesNot) {
   const std::string posed = testsupport::PosedName();
   if (posed.empty()) {

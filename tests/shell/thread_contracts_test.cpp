@@ -3,9 +3,15 @@
 #include <AudioToolbox/AudioUnit.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <span>
 #include <stdexcept>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "ShellFixture.h"
@@ -80,6 +86,28 @@ TEST_F(ThreadContracts, WhatReachesOurOwnEntryPointsIsLoggedAndStopsThere) {
   veneer::RunGuarded("the test's entry", [] { throw 42; });
   EXPECT_TRUE(Logged(std::string(logtext::kExceptionCaught) + "the test's entry: out of tape"));
   EXPECT_TRUE(Logged(std::string(logtext::kExceptionCaught) + "the test's entry: not a standard exception"));
+}
+
+std::atomic<int> gThrowingClockReads{0};
+std::time_t ThrowingClock() {
+  ++gThrowingClockReads;
+  throw std::runtime_error("no clock");
+}
+
+TEST_F(ThreadContracts, ALinkPassThatThrowsEveryTimeStillWaitsItsSecond) {
+  KeepCompanionAlive();
+  HostedVeneer veneer;
+  veneer->SetLinkClock(ThrowingClock);
+  ASSERT_EQ(veneer.Initialize(), noErr);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  ASSERT_EQ(veneer.Uninitialize(), noErr);
+  // Two passes in a second and a half, three on a slow start; a pass that
+  // skipped its pause would have run thousands.
+  EXPECT_GE(gThrowingClockReads.load(), 1);
+  EXPECT_LE(gThrowingClockReads.load(), 3);
+  const std::string caught = std::string(logtext::kExceptionCaught) + "link thread: no clock";
+  const auto lines = LogLines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), caught), gThrowingClockReads.load());
 }
 
 }  // namespace
