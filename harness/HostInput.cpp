@@ -73,7 +73,9 @@ OSStatus HostInput::Provide(void* refCon, AudioUnitRenderActionFlags* /*flags*/,
     auto* samples = static_cast<float*>(buffer.mData);
     const std::vector<float>& channel = self.track_[i % self.track_.size()];
     const size_t copied = std::min(count, channel.size());
-    std::memcpy(samples, channel.data(), copied * sizeof(float));
+    if (copied > 0) {  // a block of no frames may have no memory at all
+      std::memcpy(samples, channel.data(), copied * sizeof(float));
+    }
     std::fill(samples + copied, samples + count, 0.0F);
     buffer.mDataByteSize = delivered * buffer.mNumberChannels * UInt32{sizeof(float)};
     if (reshaping && reshape.reportedBytes) {
