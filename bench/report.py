@@ -3,9 +3,11 @@
 
   report.py timings ROUND_DIR...   Google Benchmark JSON files, one folder per round
   report.py counts COUNT_DIR BLOCKS callgrind output files MODE-FRAMES-CH.out
+  report.py scaling SCALING_DIR    bench_scaling JSON files UNIT-N-ROUND.json
 
 Timings: the median over the rounds of each benchmark's CPU time (wall time
-where the benchmark times itself). Counts: instructions per block.
+where the benchmark times itself). Counts: instructions per block. Scaling:
+the median over the runs of each per-instance figure, per number of instances.
 """
 
 import json
@@ -177,9 +179,83 @@ def counts(folder, blocks):
     print_rows("targets (instruction counts)", targets)
 
 
+def scaling(folder):
+    runs = {}
+    for path in sorted(Path(folder).glob("*.json")):
+        figures = json.loads(path.read_text())
+        runs.setdefault((figures["unit"], figures["instances"]), []).append(figures)
+    sizes = sorted(n for unit, n in runs if unit == "veneer")
+    if not sizes:
+        sys.exit("no scaling results found")
+
+    def median(unit, n, field):
+        values = [r[field] for r in runs.get((unit, n), []) if field in r]
+        return statistics.median(values) if values else None
+
+    f = lambda x, width=8, decimals=1: f"{x:>{width}.{decimals}f}" if x is not None else f"{'-':>{width}}"
+    counts = ", ".join(f"N={n}: {len(runs[('veneer', n)])}" for n in sizes)
+    print(f"Veneer, many instances in one process: per instance, median of the runs ({counts})")
+    every = [r for entries in runs.values() for r in entries if "load_average" in r]
+    if every:
+        loads = [r["load_average"] for r in every]
+        print(f"machine: {every[0]['cpus']} CPUs, load average (1 min) at the end of the runs "
+              f"{min(loads):.2f} to {max(loads):.2f}, median {statistics.median(loads):.2f}")
+    print("open and close: wall time per instance, median instance and mean (a session's total / N); memory: resident "
+          "growth / N;\nidle: process CPU per wall second, companion alive, no rendering; render: one 512-frame stereo "
+          "block, CPU time\nof the render thread; product: the stand-in hosted alone in the same way\n")
+    header = (f"{'N':>5} | {'open us':>8} {'mean':>8} | {'KiB':>8} {'product':>8} | {'idle ms/s':>9} {'us/s each':>9} | "
+              f"{'render ns':>9} {'product':>8} | {'close us':>8} {'mean':>8}")
+    print(header)
+    print("-" * len(header))
+    rows = {}
+    for n in sizes:
+        row = [median("veneer", n, "open_us_median"), median("veneer", n, "open_us"),
+               median("veneer", n, "memory_kib"), median("product", n, "memory_kib"),
+               median("veneer", n, "idle_cpu_ms_per_s"), median("veneer", n, "idle_cpu_us_per_s_per_instance"),
+               median("veneer", n, "render_ns"), median("product", n, "render_ns"),
+               median("veneer", n, "close_us_median"), median("veneer", n, "close_us")]
+        rows[n] = row
+        print(f"{n:>5} | {f(row[0])} {f(row[1])} | {f(row[2])} {f(row[3])} | {f(row[4], 9, 2)} {f(row[5], 9)} | "
+              f"{f(row[6], 9, 0)} {f(row[7], 8, 0)} | {f(row[8])} {f(row[9])}")
+    low, high = (16, sizes[-1]) if 16 in sizes and sizes[-1] > 16 else (sizes[0], sizes[-1])
+    if low != high:
+        ratio = lambda a, b: f"{a / b:.2f}x" if a is not None and b else "-"
+        cells = [ratio(rows[high][i], rows[low][i]) for i in range(len(rows[high]))]
+        print(f"{'':>5} | {cells[0]:>8} {cells[1]:>8} | {cells[2]:>8} {cells[3]:>8} | {'':>9} {cells[5]:>9} | "
+              f"{cells[6]:>9} {cells[7]:>8} | {cells[8]:>8} {cells[9]:>8}   per instance, N={high} / N={low}")
+
+    top = runs[("veneer", sizes[-1])]
+    other = []
+    add = lambda label, value: other.append((label, value, ""))
+    limit = lambda x: "none" if x < 0 else str(x)
+    add(f"threads at N={sizes[-1]} (all open; before and after)",
+        f"{max(r['threads_open'] for r in top)} ({top[0]['threads_before']}, "
+        f"{max(r['threads_closed'] for r in top)})")
+    add("  soft limit on processes (Linux: threads) per user", limit(top[0]["process_limit"]))
+    for n in sizes:
+        entries = runs[("veneer", n)]
+        add(f"open file descriptors, most at once in 2 s with N={n} (before; after closing)",
+            f"{max(r['files_peak'] for r in entries)} ({entries[0]['files_before']}; "
+            f"{max(r['files_closed'] for r in entries)})")
+    add("  soft limit on open files", limit(top[0]["files_limit"]))
+    add(f"context switches while idle, per instance per second (N={sizes[-1]})",
+        f"{median('veneer', sizes[-1], 'idle_switches_per_s') / sizes[-1]:.2f}")
+    add(f"render wall time per instance-block (N={sizes[-1]})", f"{median('veneer', sizes[-1], 'render_wall_ns'):.0f} ns")
+    add(f"open: first and last tenth opened, mean (N={sizes[-1]})",
+        f"{median('veneer', sizes[-1], 'open_us_first_tenth'):.0f} / "
+        f"{median('veneer', sizes[-1], 'open_us_last_tenth'):.0f} us")
+    add(f"close: first and last tenth closed, mean (N={sizes[-1]})",
+        f"{median('veneer', sizes[-1], 'close_us_first_tenth'):.0f} / "
+        f"{median('veneer', sizes[-1], 'close_us_last_tenth'):.0f} us")
+    add("the process's own idle CPU (product alone, N=1)", f"{median('product', sizes[0], 'idle_cpu_ms_per_s'):.3f} ms/s")
+    print_rows("other figures", other)
+
+
 def main(argv):
     if len(argv) >= 2 and argv[1] == "timings":
         timings(argv[2:])
+    elif len(argv) == 3 and argv[1] == "scaling":
+        scaling(argv[2])
     elif len(argv) == 4 and argv[1] == "counts":
         counts(argv[2], int(argv[3]))
     else:

@@ -3,6 +3,8 @@
 # the ratios the performance targets are set on (docs/performance.md).
 #   scripts/bench.sh              timings: Google Benchmark, BENCH_ROUNDS rounds (default 7)
 #   scripts/bench.sh --callgrind  the render figures as instruction counts under valgrind
+#   scripts/bench.sh --scaling    the costs per instance with 1 to 1024 instances in one process,
+#                                 SCALING_ROUNDS rounds (default 5; 256 and 1024 in every other one)
 # Results land in build/bench/results/.
 set -euo pipefail
 
@@ -10,8 +12,9 @@ mode=timings
 case "${1:-}" in
   "") ;;
   --callgrind) mode=counts ;;
+  --scaling) mode=scaling ;;
   *)
-    echo "usage: scripts/bench.sh [--callgrind]" >&2
+    echo "usage: scripts/bench.sh [--callgrind | --scaling]" >&2
     exit 2
     ;;
 esac
@@ -23,12 +26,44 @@ if [[ $mode == counts && $(uname -s) == Darwin ]]; then
 fi
 scripts/install-deps.sh
 cmake --preset bench >/dev/null
-cmake --build --preset bench --target bench_render bench_controls bench_lifecycle bench_render_counts
+if [[ $mode == scaling ]]; then
+  cmake --build --preset bench --target bench_scaling
+else
+  cmake --build --preset bench --target bench_render bench_controls bench_lifecycle bench_render_counts
+fi
 
 bin=build/bench/bench
 results=build/bench/results
 rm -rf "$results/$mode"
 mkdir -p "$results/$mode"
+
+if [[ $mode == scaling ]]; then
+  # One process per run, so that each starts fresh. Each N is run with Veneer
+  # and with the product hosted alone (the same host calls and blocks without
+  # the shell; it has no link thread, so a second of idling shows the
+  # process's own background). The large sessions average over many instances
+  # in one run and take most of the time, so they run in every other round.
+  rounds="${SCALING_ROUNDS:-5}"
+  for ((round = 1; round <= rounds; ++round)); do
+    echo "round $round/$rounds" >&2
+    for n in 1 16 64 256 1024; do
+      if ((n >= 256 && round % 2 == 0)); then
+        continue
+      fi
+      for unit in veneer product; do
+        options=()
+        [[ $unit == product ]] && options=(--product-alone --idle-seconds 1)
+        out="$results/$mode/$unit-$n-$round"
+        "$bin/bench_scaling" "$n" "${options[@]}" --json "$out.json" >"$out.txt" 2>&1 || {
+          cat "$out.txt" >&2
+          exit 1
+        }
+      done
+    done
+  done
+  python3 bench/report.py scaling "$results/$mode"
+  exit 0
+fi
 
 if [[ $mode == timings ]]; then
   # Whole rounds rather than back-to-back repetitions: on a shared machine each

@@ -3,6 +3,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <numbers>
@@ -15,6 +16,10 @@ namespace bench {
 namespace {
 
 constexpr AudioComponentDescription kVeneerDescription{kAudioUnitType_Effect, 'Vnr1', 'Tnvl', 0, 0};
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
 
 }  // namespace
 
@@ -36,6 +41,8 @@ AudioComponent ProductComponent() {
 
 HostedUnit::HostedUnit(AudioComponent component, UInt32 channels, UInt32 maxFrames)
     : channels_(channels), input_(channels, maxFrames, kSampleRate), output_(channels, maxFrames) {
+  // The host's buffers are made before the clock starts: only the host's calls are timed.
+  const auto started = Clock::now();
   status_ = AudioComponentInstanceNew(component, &unit_);
   if (status_ != noErr) {
     unit_ = nullptr;
@@ -52,6 +59,7 @@ HostedUnit::HostedUnit(AudioComponent component, UInt32 channels, UInt32 maxFram
                            sizeof callback),
       AudioUnitInitialize(unit_),
   };
+  openSeconds_ = Seconds(Clock::now() - started);
   for (const OSStatus step : steps) {
     if (step != noErr) {
       status_ = step;
@@ -60,11 +68,18 @@ HostedUnit::HostedUnit(AudioComponent component, UInt32 channels, UInt32 maxFram
   }
 }
 
-HostedUnit::~HostedUnit() {
-  if (unit_ != nullptr) {
-    AudioUnitUninitialize(unit_);
-    AudioComponentInstanceDispose(unit_);
+HostedUnit::~HostedUnit() { Close(); }
+
+double HostedUnit::Close() {
+  if (unit_ == nullptr) {
+    return 0.0;
   }
+  const auto started = Clock::now();
+  AudioUnitUninitialize(unit_);
+  AudioComponentInstanceDispose(unit_);
+  const double seconds = Seconds(Clock::now() - started);
+  unit_ = nullptr;
+  return seconds;
 }
 
 AudioUnit HostedUnit::InnerUnit() const {

@@ -34,7 +34,14 @@ class HostedUnit {
   HostedUnit(const HostedUnit&) = delete;
   HostedUnit& operator=(const HostedUnit&) = delete;
 
+  // [main thread] Uninitialises and disposes it now (the destructor then has
+  // nothing left to do); the wall time of those two calls, in seconds.
+  double Close();
+
   [[nodiscard]] OSStatus Status() const { return status_; }
+  // The wall time of the host's calls in the constructor, from
+  // AudioComponentInstanceNew to AudioUnitInitialize, in seconds.
+  [[nodiscard]] double OpenSeconds() const { return openSeconds_; }
   [[nodiscard]] AudioUnit Unit() const { return unit_; }
   // [any thread] Veneer's inner unit as its view reaches it; null when it has none.
   [[nodiscard]] AudioUnit InnerUnit() const;
@@ -52,6 +59,7 @@ class HostedUnit {
  private:
   AudioUnit unit_ = nullptr;
   OSStatus status_ = noErr;
+  double openSeconds_ = 0.0;
   UInt32 channels_;
   harness::HostInput input_;
   harness::HostOutput output_;
