@@ -9,6 +9,7 @@
 #include "shell/DebugLog.h"
 #include "shell/LogTexts.h"
 #include "shell/SteeredSettings.h"
+#include "shell/SupportFile.h"
 #include "shell/SupportFolder.h"
 #include "shell/Veneer.h"
 
@@ -116,13 +117,11 @@ void Veneer::ReportManualChanges() {
   if (!path) {
     return;
   }
-  std::FILE* file = std::fopen(path->c_str(), "w");
-  if (file == nullptr) {
+  const SupportFile file(*path, SupportFile::Mode::kRewrite);
+  if (!file) {
     return;
   }
-  const std::string text = "seq=" + std::to_string(WallClockMilliseconds()) + "\n" + report;
-  std::fwrite(text.data(), 1, text.size(), file);
-  std::fclose(file);
+  file.Write("seq=" + std::to_string(WallClockMilliseconds()) + "\n" + report);
   DebugLog(logtext::kManualChangesSent + report);
 }
 

@@ -1,12 +1,12 @@
 // The link thread's pass: the settings file in, manual changes out, the
 // render diagnostics and the alive file the companion application reads.
 #include <ctime>
-#include <fstream>
 #include <optional>
 #include <string>
 
 #include "shell/DebugLog.h"
 #include "shell/LogTexts.h"
+#include "shell/SupportFile.h"
 #include "shell/SupportFolder.h"
 #include "shell/Veneer.h"
 
@@ -47,15 +47,15 @@ void Veneer::RunLinkCycle(std::time_t& lastAliveTime) {
     if (!path) {
       return;
     }
-    std::ofstream alive(*path, std::ios::trunc);
+    const SupportFile alive(*path, SupportFile::Mode::kRewrite);
     if (!alive) {
       return;
     }
     const VariantInfo* variant = variant_.load();
-    alive << "t=" << static_cast<long long>(lastAliveTime) << "\n"
-          << "variant=" << (variant != nullptr ? variant->name : "none") << "\n"
-          << "inner=" << (innerUnit_.load() != nullptr ? 1 : 0) << "\n"
-          << "classic=" << (classicMode_.load() > 0.5 ? 1 : 0) << "\n";
+    alive.Write("t=" + std::to_string(static_cast<long long>(lastAliveTime)) + "\n" +
+                "variant=" + (variant != nullptr ? variant->name : "none") + "\n" +
+                "inner=" + (innerUnit_.load() != nullptr ? "1" : "0") + "\n" +
+                "classic=" + (classicMode_.load() > 0.5 ? "1" : "0") + "\n");
   }
 }
 

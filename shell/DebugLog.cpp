@@ -1,10 +1,10 @@
 #include "shell/DebugLog.h"
 
+#include "shell/SupportFile.h"
 #include "shell/SupportFolder.h"
 
 #include <pthread.h>
 
-#include <cstdio>
 #include <ctime>
 #include <optional>
 
@@ -20,14 +20,13 @@ void DebugLog(const std::string& message) {
   std::tm local{};
   localtime_r(&now, &local);
   std::strftime(stamp, sizeof stamp, "%H:%M:%S", &local);
-  // Opened and closed per line; concurrent writers rely on append mode.
-  std::FILE* file = std::fopen(path->c_str(), "a");
-  if (file == nullptr) {
+  // Opened and closed per line; concurrent writers rely on append mode and on
+  // each line going out in one write.
+  const SupportFile file(*path, SupportFile::Mode::kAppend);
+  if (!file) {
     return;
   }
-  const std::string line = std::string("[") + stamp + "] " + message + "\n";
-  std::fwrite(line.data(), 1, line.size(), file);
-  std::fclose(file);
+  file.Write(std::string("[") + stamp + "] " + message + "\n");
 }
 
 const char* ThreadTag() { return pthread_main_np() != 0 ? "[main]" : "[bg ]"; }

@@ -2,11 +2,11 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 
 #include "shell/DebugLog.h"
 #include "shell/LogTexts.h"
+#include "shell/SupportFile.h"
 #include "shell/SupportFolder.h"
 
 namespace veneer {
@@ -144,12 +144,15 @@ const VariantInfo* VariantFromFile(std::string_view fileName) {
   if (!path) {
     return nullptr;
   }
-  std::ifstream file(*path);
+  const SupportFile file(*path, SupportFile::Mode::kRead);
   if (!file) {
     return nullptr;
   }
-  std::string line;
-  std::getline(file, line);
+  // Only the first line's start is searched: the longest name is 17 bytes, and
+  // a person or the application writes a name with at most a few words round it.
+  std::array<char, 1024> start{};
+  std::string_view line(start.data(), file.Read(start));
+  line = line.substr(0, line.find('\n'));
   for (const VariantInfo& row : kVariants) {
     if (line.find(row.name) != std::string::npos) {
       return &row;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "FifoInPlace.h"
 #include "ParameterModelHarness.h"
 #include "ShellFixture.h"
 #include "standin/StandIn.h"
@@ -230,6 +231,23 @@ TEST_F(ManualChangesTest, AReportThatCannotBeWrittenIsLost) {
   std::filesystem::remove(BackFile());
   veneer->ReportManualChanges();
   EXPECT_FALSE(std::filesystem::exists(BackFile()));
+  EXPECT_FALSE(Logged(kLogHeading));
+}
+
+TEST_F(ManualChangesTest, APipeInPlaceOfTheBackFileIsSkipped) {
+  shelltest::FifoInPlace fifo(BackFile());
+  ASSERT_TRUE(fifo.Made());
+  HostedVeneer veneer;
+  standin::Unit* inner = Load(veneer, Variant::kPro);
+  ASSERT_NE(inner, nullptr);
+  veneer->SnapshotInnerValues();
+  Turn(*inner, {{4, 0.1F}});
+  EXPECT_TRUE(fifo.ReturnsWithin([&] { veneer->ReportManualChanges(); }));
+  // Nor is anything written into it while someone reads it.
+  fifo.HoldReadEnd();
+  Turn(*inner, {{61, 0.3F}});
+  EXPECT_TRUE(fifo.ReturnsWithin([&] { veneer->ReportManualChanges(); }));
+  EXPECT_EQ(fifo.Written(), 0U);
   EXPECT_FALSE(Logged(kLogHeading));
 }
 

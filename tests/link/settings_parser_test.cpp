@@ -78,7 +78,7 @@ TEST(SettingsParser, AliasesAndRepeatedKeysKeepTheLastLine) {
   EXPECT_EQ(ParseSettings("key=1\nkey=3").Value("key"), 3.0);
 }
 
-TEST(SettingsParser, GarbageAndHugeInputParseWithoutHarm) {
+TEST(SettingsParser, GarbageParsesWithoutHarm) {
   std::mt19937 random(1234);
   std::string garbage(1 << 16, '\0');
   for (char& byte : garbage) {
@@ -87,14 +87,32 @@ TEST(SettingsParser, GarbageAndHugeInputParseWithoutHarm) {
   garbage += "\nkey=4\n";
   EXPECT_EQ(ParseSettings(garbage).Value("key"), 4.0);
 
-  std::string longLine = "retune=0.5" + std::string(2'000'000, '9') + "\nseq=8";
-  const Settings s = ParseSettings(longLine);
-  EXPECT_EQ(s.seq, 8);
-  EXPECT_GT(s.Value("retune"), 0.5);
-
   const std::string withNul = std::string("key=3\0junk\nseq=2", 16);
   EXPECT_EQ(ParseSettings(withNul).Value("key"), 3.0);
   EXPECT_EQ(ParseSettings(withNul).seq, 2);
+}
+
+// `text` made exactly `size` bytes long by zeros after it, which atof reads as
+// the same number.
+std::string Padded(std::string text, size_t size) {
+  text.resize(size, '0');
+  return text;
+}
+
+TEST(SettingsParser, LinesLongerThanTheBoundAreSkippedWhole) {
+  constexpr size_t kBound = veneer::kSettingsLineLimit;
+  EXPECT_EQ(ParseSettings(Padded("retune=0.5", kBound)).Value("retune"), 0.5);
+  EXPECT_EQ(ParseSettings(Padded("retune=0.5", kBound - 1) + "\r\nseq=1").Value("retune"), 0.5);
+  EXPECT_EQ(ParseSettings(Padded("retune=0.5", kBound + 1)).Value("retune"), -1.0);
+  EXPECT_EQ(ParseSettings(Padded("retune=0.5", kBound) + "\r\nseq=1").Value("retune"), -1.0);
+
+  // The lines around a long one are read as ever.
+  const Settings s = ParseSettings("key=2\nretune=0.5" + std::string(2'000'000, '9') + "\nseq=8\n" +
+                                   Padded("key=7", kBound + 1) + "\nhumanize=0.3");
+  EXPECT_EQ(s.seq, 8);
+  EXPECT_EQ(s.Value("retune"), -1.0);
+  EXPECT_EQ(s.Value("key"), 2.0);
+  EXPECT_EQ(s.Value("humanize"), 0.3);
 }
 
 // Every file of the support folder has its path from one place; only the

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "FifoInPlace.h"
 #include "ShellFixture.h"
 #include "shell/DebugLog.h"
 #include "shell/LogTexts.h"
@@ -47,6 +48,24 @@ TEST_F(DebugLogTest, MissingFolderOrHomeDropsTheLineSilently) {
   EXPECT_FALSE(std::filesystem::exists(SupportFolder()));
 }
 
+TEST_F(DebugLogTest, APipeInPlaceOfTheLogGetsNothingAndBlocksNoOne) {
+  shelltest::FifoInPlace fifo(SupportFolder() / "veneer_debug.log");
+  ASSERT_TRUE(fifo.Made());
+  KeepCompanionAlive();
+  EXPECT_TRUE(fifo.ReturnsWithin([] { veneer::DebugLog("into a pipe"); }));
+  EXPECT_TRUE(fifo.ReturnsWithin([] { shelltest::OnWorker([] { veneer::DebugLog("into a pipe"); }); }));
+  // A host's initialise and uninitialise log on its thread and the link's.
+  shelltest::HostedVeneer veneer;
+  EXPECT_TRUE(fifo.ReturnsWithin([&] {
+    EXPECT_EQ(veneer.Initialize(), noErr);
+    EXPECT_EQ(veneer.Uninitialize(), noErr);
+  }));
+  // While someone reads the pipe, nothing is written into it either.
+  fifo.HoldReadEnd();
+  EXPECT_TRUE(fifo.ReturnsWithin([] { veneer::DebugLog("into a pipe"); }));
+  EXPECT_EQ(fifo.Written(), 0U);
+}
+
 TEST_F(DebugLogTest, ThreadTagNamesTheMainThread) {
   EXPECT_STREQ(veneer::ThreadTag(), "[main]");
   const char* workerTag = nullptr;
@@ -80,6 +99,12 @@ TEST_F(VariantFileTest, MissingFileOrHomeChoosesNothing) {
   EXPECT_NE(veneer::VariantFromFile("force_variant.txt"), nullptr);
   unsetenv("HOME");
   EXPECT_EQ(veneer::VariantFromFile("force_variant.txt"), nullptr);
+}
+
+TEST_F(VariantFileTest, OnlyTheFirstLinesFirstKilobyteIsSearched) {
+  EXPECT_STREQ(Chosen(std::string(1000, ' ') + "AutoTune 2026\n"), "AutoTune 2026");
+  EXPECT_EQ(Chosen(std::string(1024, ' ') + "AutoTune 2026\n"), nullptr);
+  EXPECT_EQ(Chosen(std::string(50U << 20, ' ') + "AutoTune 2026\n"), nullptr);
 }
 
 // The companion application and support search the log for these texts: each

@@ -3,6 +3,9 @@
 // Each test runs in a process of its own, so "installed" means registered here.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include "FifoInPlace.h"
 #include "ShellFixture.h"
 #include "shell/LogTexts.h"
 #include "standin/StandIn.h"
@@ -11,6 +14,7 @@ namespace logtext = veneer::logtext;
 
 namespace {
 
+using shelltest::FifoInPlace;
 using shelltest::HostedVeneer;
 using shelltest::ShellTest;
 using standin::Variant;
@@ -77,6 +81,29 @@ TEST_F(DiscoveryTest, MissingPreferredVariantIsReportedWithTheSameWords) {
   WriteSupportFile("prefer_variant.txt", "AutoTune Advanced");
   EXPECT_STREQ(InnerVariant(), "Auto-Tune EFX+");
   EXPECT_TRUE(Logged(std::string(logtext::kForcedVariantMissing) + "AutoTune Advanced"));
+}
+
+// A named pipe is a file that cannot be opened: the choice falls to the next
+// file, then to the table, and initialise on the main thread never waits.
+TEST_F(DiscoveryTest, PipesInPlaceOfTheVariantFilesAreNotRead) {
+  standin::Register(Variant::kPro);
+  standin::Register(Variant::k2026);
+  KeepCompanionAlive();
+  WriteSupportFile("prefer_variant.txt", "AutoTune 2026");
+  {
+    FifoInPlace forced(SupportFolder() / "force_variant.txt");
+    ASSERT_TRUE(forced.Made());
+    const char* chosen = nullptr;
+    EXPECT_TRUE(forced.ReturnsWithin([&] { chosen = InnerVariant(); }));
+    EXPECT_STREQ(chosen, "AutoTune 2026");
+  }
+  std::filesystem::remove(SupportFolder() / "force_variant.txt");
+  std::filesystem::remove(SupportFolder() / "prefer_variant.txt");
+  FifoInPlace preferred(SupportFolder() / "prefer_variant.txt");
+  ASSERT_TRUE(preferred.Made());
+  const char* chosen = nullptr;
+  EXPECT_TRUE(preferred.ReturnsWithin([&] { chosen = InnerVariant(); }));
+  EXPECT_STREQ(chosen, "Auto-Tune Pro");
 }
 
 TEST_F(DiscoveryTest, NewestOfSeveralCopiesIsChosen) {

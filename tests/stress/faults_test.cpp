@@ -52,14 +52,20 @@ TEST_F(FaultsTest, FilesThatCannotBeWrittenAreSkipped) {
 TEST_F(FaultsTest, HugeOrBinarySettingsFilesDoNoHarm) {
   standin::Unit* inner = OpenWithInner(standin::Variant::kPro);
   ASSERT_NE(inner, nullptr);
-  // Ten megabytes of settings lines: read whole, last line wins.
+  // Ten megabytes of settings lines: only the first 64 KiB are read, so the
+  // file's own last line is not.
   std::string huge = "seq=5\nappRunning=1\n";
   while (huge.size() < 10U << 20) {
     huge += "retune=0.125\nhumanize=0.5\n";
   }
   WriteSettings(huge + "retune=0.5\n");
   (*veneer_)->ApplyFileToInner();
-  EXPECT_EQ(inner->Writes().size(), 2U);
+  ASSERT_EQ(inner->Writes().size(), 2U);
+  constexpr AudioUnitParameterID kProRetune = 4;
+  const std::vector<standin::ParameterWrite> writes = inner->Writes();
+  EXPECT_NE(
+      std::find(writes.begin(), writes.end(), standin::ParameterWrite{kProRetune, kAudioUnitScope_Global, 0, 0.125F}),
+      writes.end());
   inner->ClearWrites();
 
   // Random bytes: whatever lines they happen to form are read like any others.
