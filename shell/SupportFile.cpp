@@ -16,7 +16,6 @@ int OpenFlags(SupportFile::Mode mode) {
     case SupportFile::Mode::kRead:
       break;
     case SupportFile::Mode::kRewrite:
-      // Emptied only once it is known to be a regular file.
       return O_WRONLY | O_CREAT | kAlways;
     case SupportFile::Mode::kAppend:
       return O_WRONLY | O_CREAT | O_APPEND | kAlways;
@@ -26,7 +25,7 @@ int OpenFlags(SupportFile::Mode mode) {
 
 }  // namespace
 
-SupportFile::SupportFile(const std::string& path, Mode mode) {
+SupportFile::SupportFile(const std::string& path, Mode mode) : mode_(mode) {
   // Refused before opening when possible: opening some devices does something.
   // The check after opening is the one that counts, should the name change between.
   struct stat status {};
@@ -37,8 +36,7 @@ SupportFile::SupportFile(const std::string& path, Mode mode) {
   if (descriptor < 0) {
     return;
   }
-  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
-      (mode == Mode::kRewrite && ftruncate(descriptor, 0) != 0)) {
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
     close(descriptor);
     return;
   }
@@ -65,6 +63,20 @@ size_t SupportFile::Read(std::span<char> buffer) const {
 }
 
 void SupportFile::Write(std::string_view text) const {
+  if (mode_ == Mode::kRewrite) {
+    // Written over the old text, then cut to length, rather than emptied
+    // first: every instance rewrites the same files, and on some file systems
+    // a file emptied and written again is flushed on close, while the next
+    // writer's emptying waits for that.
+    ssize_t written = 0;
+    while ((written = pwrite(descriptor_, text.data(), text.size(), 0)) < 0 && errno == EINTR) {
+    }
+    if (written >= 0) {
+      while (ftruncate(descriptor_, written) != 0 && errno == EINTR) {
+      }
+    }
+    return;
+  }
   // One call: a regular file takes all of it unless the disk is full, which a
   // second call would not cure.
   while (write(descriptor_, text.data(), text.size()) < 0 && errno == EINTR) {

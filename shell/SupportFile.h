@@ -15,7 +15,7 @@ class SupportFile {
  public:
   enum class Mode {
     kRead,
-    kRewrite,  // created when missing, emptied when there
+    kRewrite,  // created when missing; a write replaces what it holds
     kAppend,   // created when missing
   };
 
@@ -34,11 +34,13 @@ class SupportFile {
   [[nodiscard]] size_t Read(std::span<char> buffer) const;
 
   // [any thread] Writes `text` with one write call, so that in append mode the
-  // texts of concurrent writers stay whole. What does not fit on a full disk is lost.
+  // texts of concurrent writers stay whole; in rewrite mode it is written from
+  // the start and the file cut to its length. What does not fit on a full disk is lost.
   void Write(std::string_view text) const;
 
  private:
   int descriptor_ = -1;
+  Mode mode_;
 };
 
 }  // namespace veneer

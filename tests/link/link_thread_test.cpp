@@ -92,12 +92,14 @@ TEST_F(LinkThread, SettingsAliveFileAndManualChangesFlowBothWays) {
   EXPECT_FALSE(Logged(logtext::kHeartbeatLost));
 }
 
-TEST_F(LinkThread, WithoutAnInnerUnitTheAliveFileSaysSo) {
+TEST_F(LinkThread, WithoutAnInnerUnitTheAliveFileSaysSoAndNothingElse) {
   WriteSettings("seq=1\n");
+  // A longer file left by another instance is replaced whole.
+  WriteSupportFile("veneer_alive.txt", "t=1\nvariant=AutoTune Advanced\ninner=1\nclassic=1\n" + std::string(200, '#'));
   shelltest::HostedVeneer veneer;
   ASSERT_EQ(veneer.Initialize(), noErr);  // nothing installed
   const auto alivePath = SupportFolder() / "veneer_alive.txt";
-  ASSERT_TRUE(WaitFor([&] { return ReadFile(alivePath).find("classic=") != std::string::npos; }));
+  ASSERT_TRUE(WaitFor([&] { return ReadFile(alivePath).find("variant=none") != std::string::npos; }));
   EXPECT_EQ(ReadFile(alivePath).substr(ReadFile(alivePath).find('\n') + 1), "variant=none\ninner=0\nclassic=0\n");
 }
 
