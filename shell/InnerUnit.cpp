@@ -61,7 +61,12 @@ OSStatus Veneer::EnsureInnerUnit() {
     return noErr;
   }
   if (pthread_main_np() != 0) {
-    return CreateInnerUnit();
+    const OSStatus status = CreateInnerUnit();
+    lock.unlock();  // a listener may call back into the instance
+    if (status == noErr) {
+      AnnounceInnerUnit();
+    }
+    return status;
   }
   if (createPending_) {
     return noErr;  // one pending creation at a time
@@ -85,7 +90,7 @@ OSStatus Veneer::EnsureInnerUnit() {
 
 void Veneer::CreateInnerUnitOnMainThread() {
   ExpectMainThread("CreateInnerUnitOnMainThread");
-  const std::lock_guard lock(innerMutex_);
+  std::unique_lock lock(innerMutex_);
   createPending_ = false;
   if (cleanedUp_.load() || innerUnit_.load() != nullptr) {
     return;
@@ -105,6 +110,10 @@ void Veneer::CreateInnerUnitOnMainThread() {
     }
   } else {
     DebugLog(logtext::kCreateFailed + Status(status) + Elapsed(ms));
+  }
+  lock.unlock();  // a listener may call back into the instance
+  if (status == noErr) {
+    AnnounceInnerUnit();
   }
 }
 

@@ -93,6 +93,8 @@ void Veneer::Cleanup() {
   cleanedUp_.store(true);
   AudioUnit inner = innerUnit_.exchange(nullptr);
   if (inner != nullptr) {
+    // A view lets go of the inner unit's editor here, before the unit goes.
+    AnnounceInnerUnit();
     if (IsLogicHostingProcess()) {
       // Never uninitialised or disposed under Logic: one instance is kept for reuse.
       AudioUnit expected = nullptr;
@@ -160,6 +162,8 @@ void Veneer::PauseLink() {
   std::unique_lock lock(linkWakeMutex_);
   linkWake_.wait_for(lock, std::chrono::seconds(1), [this] { return !linkRunning_.load(); });
 }
+
+void Veneer::AnnounceInnerUnit() { PropertyChanged(kInnerUnitProperty, kAudioUnitScope_Global, 0); }
 
 double Veneer::LatencyFor(Float64 sampleRate) const { return (classicMode_.load() > 0.5 ? 37.0 : 112.0) / sampleRate; }
 

@@ -155,6 +155,10 @@ class Veneer : public ausdk::AUBase {
   // The private property through which the custom view reaches the inner unit.
   static constexpr AudioUnitPropertyID kInnerUnitProperty = 0x766E6975;  // 'vniu'
 
+  // [any thread] Tells the property listeners of 'vniu' that the inner unit came or is
+  // about to go (the property already reads the new value). Called without innerMutex_.
+  void AnnounceInnerUnit();
+
   // [any thread] Makes sure an inner unit exists or is on its way to the main queue.
   OSStatus EnsureInnerUnit();
   // [main thread] The main-queue half of EnsureInnerUnit.
