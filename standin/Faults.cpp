@@ -36,6 +36,7 @@ void Faults::Clear() {
   render = noErr;
   renderDelayMs = 0;
   namesAsStringObjects = true;
+  cocoaView = CocoaView::kWhenBundled;
   const std::lock_guard lock(mutex_);
   setPropertyFailures_.clear();
   scaleName_.clear();

@@ -38,6 +38,12 @@ class Faults {
   // well); false leaves only the fixed name field.
   std::atomic<bool> namesAsStringObjects{true};
 
+  // Whether the unit offers a Cocoa view of its own (the view property): when
+  // the view bundle lies in its bundle's resources (as the macOS build puts it
+  // in some of them), always (the bundle where it would lie), or never.
+  enum class CocoaView { kWhenBundled, kAlways, kNever };
+  std::atomic<CocoaView> cocoaView{CocoaView::kWhenBundled};
+
   // [any thread] Setting property `id` on `scope` (any element) fails with
   // `status`; a status of 0 removes the rule.
   void FailSetProperty(AudioUnitPropertyID id, AudioUnitScope scope, OSStatus status);

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "ausdk/AUBase.h"
@@ -18,6 +19,13 @@ namespace standin {
 
 // The fixed gain of every stand-in, so that a test can tell its output from the dry signal.
 inline constexpr float kGain = 0.5F;
+
+// The class that makes the stand-ins' own Cocoa view.
+inline constexpr const char* kCocoaViewClass = "StandInCocoaUIViewFactory";
+
+// [any thread] Where the stand-ins' view bundle lies: Resources/StandInCocoaUI.bundle
+// in the bundle whose module holds this code ("" when that cannot be found).
+std::string CocoaViewBundlePath();
 
 // One parameter write that reached the unit through the API.
 struct ParameterWrite {
@@ -66,12 +74,19 @@ class Unit : public ausdk::AUBase {
   OSStatus SetParameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
                         AudioUnitParameterValue value, UInt32 bufferOffsetInFrames) override;
   OSStatus GetParameterInfo(AudioUnitScope scope, AudioUnitParameterID id, AudioUnitParameterInfo& info) override;
+  // The Cocoa view, when the faults say it offers one; everything else is the base's.
+  OSStatus GetPropertyInfo(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element, UInt32& outDataSize,
+                           bool& outWritable) override;
+  OSStatus GetProperty(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element, void* outData) override;
   OSStatus SetInputCallback(UInt32 propertyID, AudioUnitElement element, AURenderCallback proc, void* refCon) override;
   // [render thread] Pulls input element 0 and writes input x kGain to output element 0.
   OSStatus Render(AudioUnitRenderActionFlags& ioActionFlags, const AudioTimeStamp& inTimeStamp,
                   UInt32 inNumberFrames) override;
 
  private:
+  // [any thread] Whether it offers its Cocoa view now.
+  [[nodiscard]] bool OffersCocoaView() const;
+
   const Variant variant_;
   Faults& faults_;
   std::atomic<uint64_t> renderCount_{0};

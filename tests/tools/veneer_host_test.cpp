@@ -578,3 +578,47 @@ TEST_F(VeneerHostTest, ValidationPassesVeneerAndFailsAUnitThatAnswersLittle) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(VeneerHostTest, ViewPrintsWhatVeneersWindowWouldShow) {
+  if (!kHostHasStandIns) {
+    GTEST_SKIP() << "the stand-ins are registered in-process on Linux only";
+  }
+  const auto has = [](const testsupport::ProgramResult& result, const std::string& text) {
+    return result.out.find(text) != std::string::npos;
+  };
+  // No application has written its settings file: Veneer bypasses the product.
+  auto result = Host({"view", "--no-companion"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(has(result, "window: the generic view of the product's parameters")) << result.out;
+  EXPECT_TRUE(has(result,
+                  "status: Auto-Tune Pro 1.0.0 (Stand-in: Auto-Tune Pro) - BYPASSED: the companion "
+                  "application is not running, so you hear the last block repeated"))
+      << result.out;
+
+  result = Host({"view"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(has(result, "window: the generic view")) << result.out;
+  EXPECT_TRUE(has(result, "(Stand-in: Auto-Tune Pro) - Steered by the companion application.\n")) << result.out;
+
+  result = Host({"view", "--standin", "efx", "--standin-view"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(has(result, "window: the product's own view, under the status line\n  bundle: ")) << result.out;
+  EXPECT_TRUE(has(result, "/Resources/StandInCocoaUI.bundle")) << result.out;
+  EXPECT_TRUE(has(result, "  class:  StandInCocoaUIViewFactory\nstatus: Auto-Tune EFX+ 1.0.0")) << result.out;
+
+  result = Host({"view", "--standin", "none"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(has(result,
+                  "window: status only (no inner unit)\nstatus: No supported product is installed. Veneer "
+                  "needs one of Auto-Tune Pro, AutoTune Advanced, AutoTune 2026, Auto-Tune Artist or "
+                  "Auto-Tune EFX+"))
+      << result.out;
+
+  result = Host({"view", "--module", STANDIN_BUNDLE_PATH, "--standin", "none"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.err.find("the unit is not Veneer"), std::string::npos) << result.err;
+}
+
+}  // namespace

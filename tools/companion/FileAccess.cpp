@@ -10,12 +10,25 @@
 
 namespace companion {
 
-std::optional<std::string> ReadWholeFile(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDONLY);
+namespace {
+
+// Opened without waiting (a named pipe or a device in the folder must not hang
+// the reader) and only when it is a regular file; -1 otherwise.
+int OpenRegularForReading(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) {
-    return std::nullopt;
+    return -1;
   }
-  std::string content;
+  struct stat status {};
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+// Appends what is left of `fd` to `content`.
+void ReadRest(int fd, std::string& content) {
   char buffer[8192];
   for (;;) {
     const ssize_t got = read(fd, buffer, sizeof buffer);
@@ -27,7 +40,36 @@ std::optional<std::string> ReadWholeFile(const std::string& path) {
     }
     content.append(buffer, static_cast<std::size_t>(got));
   }
+}
+
+}  // namespace
+
+std::optional<std::string> ReadWholeFile(const std::string& path) {
+  const int fd = OpenRegularForReading(path);
+  if (fd < 0) {
+    return std::nullopt;
+  }
+  std::string content;
+  ReadRest(fd, content);
   close(fd);
+  return content;
+}
+
+std::optional<std::string> ReadFileTail(const std::string& path, std::size_t maxBytes) {
+  const int fd = OpenRegularForReading(path);
+  if (fd < 0) {
+    return std::nullopt;
+  }
+  const off_t end = lseek(fd, 0, SEEK_END);
+  const off_t start = end > static_cast<off_t>(maxBytes) ? end - static_cast<off_t>(maxBytes) : 0;
+  std::string content;
+  if (end >= 0 && lseek(fd, start, SEEK_SET) == start) {
+    ReadRest(fd, content);
+  }
+  close(fd);
+  if (content.size() > maxBytes) {  // grew while read
+    content.erase(0, content.size() - maxBytes);
+  }
   return content;
 }
 

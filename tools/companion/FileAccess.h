@@ -1,6 +1,7 @@
 // Small file helpers: whole-file reads, atomic replacement, modification ages.
 #pragma once
 
+#include <cstddef>
 #include <ctime>
 #include <optional>
 #include <string>
@@ -8,8 +9,11 @@
 
 namespace companion {
 
-// The whole file, or nothing when it cannot be opened.
+// The whole file, or nothing when it cannot be opened or is not a regular file
+// (a named pipe or a device is never waited on).
 std::optional<std::string> ReadWholeFile(const std::string& path);
+// Its last `maxBytes` bytes (all of a shorter file), on the same terms.
+std::optional<std::string> ReadFileTail(const std::string& path, std::size_t maxBytes);
 
 // Writes `content` to a new file beside `path` and renames it into place, so a reader
 // sees either the old or the new file, never a part of one.

@@ -24,6 +24,12 @@ constexpr const char* kValidateText =
     "random state, and opens and closes it repeatedly. Prints PASS or FAIL per check; exit status 0\n"
     "when everything passed, 1 otherwise.";
 
+constexpr const char* kViewText =
+    "Opens the unit as a DAW does, plays the companion application (unless --no-companion), renders a\n"
+    "quarter of a second, and prints what Veneer's window would show: the product's own view (its bundle\n"
+    "and class), the generic view of its parameters, or only a status; and the status line, which says\n"
+    "which product Veneer runs and whether the companion application steers it or Veneer is bypassed.";
+
 // A CLI11 check from one of our parsers, with the parser's message when it refuses the text.
 template <typename Parse>
 CLI::Validator Checked(Parse parse, const char* shape) {
@@ -142,6 +148,15 @@ void AddValidateOptions(CLI::App& validate, ValidateOptions& options) {
                 "play the companion application, so that Veneer renders through its inner unit", "KEY=VALUE");
 }
 
+void AddViewOptions(CLI::App& view, ViewOptions& options) {
+  AddComponentOptions(view, options.component);
+  view.add_flag("--standin-view", options.component.standInView,
+                "the stand-in product offers a Cocoa view of its own (Linux)");
+  view.add_flag_callback(
+      "--no-companion", [&] { options.playsCompanion = false; },
+      "leave the companion's files alone (Veneer follows the real application)");
+}
+
 }  // namespace
 
 int RunCommandLine(int argc, char** argv) {
@@ -167,6 +182,10 @@ int RunCommandLine(int argc, char** argv) {
   CLI::App* validateCommand = app.add_subcommand("validate", "check that a unit behaves as hosts expect");
   validateCommand->footer(kValidateText);
   AddValidateOptions(*validateCommand, validate);
+  ViewOptions view;
+  CLI::App* viewCommand = app.add_subcommand("view", "show what Veneer's window would show");
+  viewCommand->footer(kViewText);
+  AddViewOptions(*viewCommand, view);
   CLI::App* helpCommand = app.add_subcommand("help", "this text and every command's options");
 
   try {
@@ -192,10 +211,13 @@ int RunCommandLine(int argc, char** argv) {
   if (validateCommand->parsed()) {
     return RunValidate(validate);
   }
+  if (viewCommand->parsed()) {
+    return RunView(view);
+  }
   // app.help() would describe the selected `help` command rather than the program.
   std::cout << app.get_formatter()->make_help(&app, "veneer-host", CLI::AppFormatMode::Normal);
   if (helpCommand->parsed()) {
-    std::cout << "\n" << renderCommand->help() << "\n" << validateCommand->help();
+    std::cout << "\n" << renderCommand->help() << "\n" << validateCommand->help() << "\n" << viewCommand->help();
   }
   return kExitOk;
 }

@@ -19,11 +19,18 @@ struct ValidateOptions {
   std::vector<companion::SettingChange> settings;
 };
 
+struct ViewOptions {
+  ComponentChoice component;
+  bool playsCompanion = true;
+};
+
 // [main thread] Parses the command line and runs the command.
 int RunCommandLine(int argc, char** argv);
 // [main thread]
 int RunRender(RenderOptions options);
 // [main thread]
 int RunValidate(const ValidateOptions& options);
+// [main thread]
+int RunView(const ViewOptions& options);
 
 }  // namespace host

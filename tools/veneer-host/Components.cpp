@@ -157,8 +157,10 @@ std::string ComponentTitle(AudioComponent component) {
   return title;
 }
 
-bool RegisterStandIn(std::string_view name, std::string* error) {
+bool RegisterStandIn(std::string_view name, bool offersCocoaView, std::string* error) {
 #if defined(__APPLE__)
+  static_cast<void>(name);
+  static_cast<void>(offersCocoaView);
   *error = "stand-ins exist only on Linux; use --standin none";
   return false;
 #else
@@ -168,9 +170,13 @@ bool RegisterStandIn(std::string_view name, std::string* error) {
   for (std::size_t i = 0; i < std::size(standin::kAllVariants); ++i) {
     const standin::Variant variant = standin::kAllVariants[i];
     if (wanted == Lowercase(standin::NameOf(variant)) || wanted == kShortNames[i]) {
-      if (standin::Register(variant) == nullptr) {
+      const AudioComponent component = standin::Register(variant);
+      if (component == nullptr) {
         *error = "cannot register the stand-in " + std::string(standin::NameOf(variant));
         return false;
+      }
+      if (offersCocoaView) {
+        standin::FaultsOf(component).cocoaView.store(standin::Faults::CocoaView::kAlways);
       }
       return true;
     }
@@ -206,7 +212,7 @@ bool ParseComponentOption(const std::string& option, const std::string& value, C
 
 AudioComponent ResolveComponent(const ComponentChoice& choice, std::string* error, bool* badArguments) {
   *badArguments = false;
-  if (choice.standIn != "none" && !RegisterStandIn(choice.standIn, error)) {
+  if (choice.standIn != "none" && !RegisterStandIn(choice.standIn, choice.standInView, error)) {
     *badArguments = true;
     return nullptr;
   }

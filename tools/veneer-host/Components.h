@@ -26,9 +26,10 @@ AudioComponent FindComponent(const AudioComponentDescription& description, std::
 std::string ComponentTitle(AudioComponent component);
 
 // [main thread] Registers the stand-in of the product called `name` (its full name,
-// case-insensitive, or pro, advanced, 2026, artist, efx). False (and `error`) for an
-// unknown name or where the platform has no stand-ins.
-bool RegisterStandIn(std::string_view name, std::string* error);
+// case-insensitive, or pro, advanced, 2026, artist, efx), offering a Cocoa view of its
+// own when asked. False (and `error`) for an unknown name or where the platform has no
+// stand-ins.
+bool RegisterStandIn(std::string_view name, bool offersCocoaView, std::string* error);
 
 // What the user chose to host: a description and where to find it, and the
 // stand-in product to register first.
@@ -44,6 +45,7 @@ struct ComponentChoice {
 #else
   std::string standIn = "Auto-Tune Pro";
 #endif
+  bool standInView = false;  // the stand-in offers a Cocoa view of its own
 };
 
 // Takes `option` and its `value` when they are one of --component, --module, --factory,

@@ -16,7 +16,7 @@ constexpr const char* kKeys =
 
 std::string VariantList() {
   std::string list = "NAME is exactly one of:";
-  for (const std::string_view name : kVariantNames) {
+  for (const std::string_view name : companion::kVariantNames) {
     list += "\n  " + std::string(name);
   }
   return list;

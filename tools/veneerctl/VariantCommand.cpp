@@ -16,7 +16,7 @@ namespace {
 
 std::string NameList() {
   std::string list;
-  for (const std::string_view name : kVariantNames) {
+  for (const std::string_view name : companion::kVariantNames) {
     list += "  \"" + std::string(name) + "\"\n";
   }
   return list;
@@ -56,8 +56,8 @@ int Clear(const SupportFolder& folder) {
 }  // namespace
 
 int RunVariant(const Invocation& invocation, VariantAction action, const std::string& name) {
-  if (action != VariantAction::kClear &&
-      std::find(kVariantNames.begin(), kVariantNames.end(), name) == kVariantNames.end()) {
+  if (action != VariantAction::kClear && std::find(companion::kVariantNames.begin(), companion::kVariantNames.end(),
+                                                   name) == companion::kVariantNames.end()) {
     std::cerr << "veneerctl variant: unknown variant \"" << name
               << "\"; nothing was written. Use one of these exact names:\n"
               << NameList();

@@ -4,10 +4,10 @@
 #include <array>
 #include <string_view>
 
-namespace veneerctl {
+namespace companion {
 
 inline constexpr std::array<std::string_view, 5> kVariantNames{
     "Auto-Tune Pro", "AutoTune Advanced", "AutoTune 2026", "Auto-Tune Artist", "Auto-Tune EFX+",
 };
 
-}  // namespace veneerctl
+}  // namespace companion
