@@ -15,7 +15,7 @@ namespace {
 namespace logtext = veneer::logtext;
 
 // Enough of the debug log for the last creation attempt: a few hundred lines.
-constexpr std::size_t kLogTail = 32 * 1024;
+constexpr std::size_t kLogTail = std::size_t{32} * 1024;
 
 bool Holds(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
 
@@ -35,7 +35,7 @@ bool AttemptLine(std::string_view line) {
 // Without the "[HH:MM:SS] " stamp.
 std::string_view Message(std::string_view line) {
   if (!line.empty() && line.front() == '[') {
-    if (const size_t end = line.find("] "); end != std::string_view::npos && end <= 9) {
+    if (const size_t end = line.find("] "); end <= 9) {
       line.remove_prefix(end + 2);
     }
   }
@@ -72,13 +72,14 @@ Creation CreationFromLog(std::string_view log, std::string* detail) {
   // The last attempt's failure lines, read back to the line that began it.
   std::optional<std::string_view> cause;
   bool noProduct = false;
-  for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
-    if (FailureLine(*line)) {
-      noProduct = noProduct || Holds(*line, logtext::kNoVariant);
-      if (Holds(*line, "CreateInnerUnit FAIL") || !cause) {
-        cause = Message(*line);  // the earliest says why
+  for (size_t i = lines.size(); i-- > 0;) {
+    const std::string_view line = lines[i];
+    if (FailureLine(line)) {
+      noProduct = noProduct || Holds(line, logtext::kNoVariant);
+      if (Holds(line, "CreateInnerUnit FAIL") || !cause) {
+        cause = Message(line);  // the earliest says why
       }
-    } else if (AttemptLine(*line)) {
+    } else if (AttemptLine(line)) {
       break;
     }
   }

@@ -9,6 +9,9 @@
 namespace veneerview {
 namespace {
 
+// A unit, a URL and a string are all handed over as one pointer each.
+constexpr UInt32 kHandleBytes = sizeof(void*);
+
 std::string Utf8(CFStringRef text) {
   if (text == nullptr) {
     return {};
@@ -25,9 +28,9 @@ std::string Utf8(CFStringRef text) {
 
 AudioUnit InnerUnitOf(AudioUnit veneer) {
   AudioUnit inner = nullptr;
-  UInt32 size = sizeof inner;
+  UInt32 size = kHandleBytes;
   if (AudioUnitGetProperty(veneer, kInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) != noErr ||
-      size != sizeof inner) {
+      size != kHandleBytes) {
     return nullptr;
   }
   return inner;
@@ -77,9 +80,9 @@ std::optional<CocoaViewOffer> CocoaViewOf(AudioUnit unit) {
     return std::nullopt;
   }
   // A URL, then one class name per pointer's worth of the rest; the caller owns them all.
-  const size_t classes = (size - sizeof(CFURLRef)) / sizeof(CFStringRef);
+  const size_t classes = (size - kHandleBytes) / kHandleBytes;
   CFURLRef location = nullptr;
-  std::memcpy(&location, storage.data(), sizeof location);
+  std::memcpy(&location, storage.data(), kHandleBytes);
   CocoaViewOffer offer;
   if (location != nullptr) {
     UInt8 path[PATH_MAX] = {};
@@ -90,7 +93,7 @@ std::optional<CocoaViewOffer> CocoaViewOf(AudioUnit unit) {
   }
   for (size_t i = 0; i < classes; ++i) {
     CFStringRef name = nullptr;
-    std::memcpy(&name, storage.data() + sizeof(CFURLRef) + i * sizeof(CFStringRef), sizeof name);
+    std::memcpy(&name, storage.data() + kHandleBytes + i * kHandleBytes, kHandleBytes);
     if (name != nullptr) {
       if (i == 0) {
         offer.factoryClass = Utf8(name);

@@ -13,8 +13,8 @@ class SupportFolder {
   // From `homeOverride` (--home) or else $HOME; nothing, with `error` filled, when neither is set.
   static std::optional<SupportFolder> Locate(const std::optional<std::string>& homeOverride, std::string* error);
 
-  const std::string& Path() const { return path_; }
-  std::string File(std::string_view name) const { return path_ + "/" + std::string(name); }
+  [[nodiscard]] const std::string& Path() const { return path_; }
+  [[nodiscard]] std::string File(std::string_view name) const { return path_ + "/" + std::string(name); }
 
   // Creates the folder and its parents when missing; `created` says whether it had to.
   bool Ensure(bool* created, std::string* error) const;
