@@ -16,12 +16,14 @@ std::map<AudioUnit, ausdk::AUBase*>& Live() {
 
 void LiveUnits::Add(AudioUnit handle, ausdk::AUBase* unit) {
   const std::lock_guard lock(gLiveMutex);
-  Live()[handle] = unit;
+  Live().emplace(handle, unit);  // a direct unit opened on a host's handle leaves the host's object found
 }
 
-void LiveUnits::Remove(AudioUnit handle) {
+void LiveUnits::Remove(AudioUnit handle, const ausdk::AUBase* unit) {
   const std::lock_guard lock(gLiveMutex);
-  Live().erase(handle);
+  if (const auto it = Live().find(handle); it != Live().end() && it->second == unit) {
+    Live().erase(it);
+  }
 }
 
 ausdk::AUBase* LiveUnits::Find(AudioUnit handle) {
@@ -49,7 +51,7 @@ TestEffect::TestEffect(AudioComponentInstance instance, UInt32 inputs, UInt32 ou
   LiveUnits::Add(instance, this);
 }
 
-TestEffect::~TestEffect() { LiveUnits::Remove(GetComponentInstance()); }
+TestEffect::~TestEffect() { LiveUnits::Remove(GetComponentInstance(), this); }
 
 OSStatus TestEffect::Initialize() {
   ++initializeCalls;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <AudioToolbox/AudioUnit.h>
+#include <CoreServices/CoreServices.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -28,7 +29,7 @@ constexpr OSType kManufacturer = 'VnTs';
 class LiveUnits {
  public:
   static void Add(AudioUnit handle, ausdk::AUBase* unit);
-  static void Remove(AudioUnit handle);
+  static void Remove(AudioUnit handle, const ausdk::AUBase* unit);
   static ausdk::AUBase* Find(AudioUnit handle);
   static size_t Count();
 };
@@ -64,6 +65,49 @@ class Instance {
 
  private:
   AudioUnit unit_ = nullptr;
+};
+
+// A null pointer the compiler does not see as a constant. The platform's
+// headers mark most pointer parameters non-null, so a literal null there does
+// not compile; tests that check what a call does with a null pass this.
+template <typename T>
+T* Absent() {
+  return nullptr;
+}
+
+// A second object of `Unit`, reached through its own dispatch table as the
+// platform's calls reach a unit, but without them: what the unit does with a
+// null argument, or which calls take its lock, is then the unit's alone,
+// whatever checks a platform makes before it calls in. It is opened on
+// `host`, an instance of the same component, which it names as its own.
+template <typename Lookup, typename Unit>
+class DirectUnit {
+ public:
+  explicit DirectUnit(AudioUnit host) : interface_(ausdk::APFactory<Lookup, Unit>::Factory(nullptr)) {
+    EXPECT_EQ(interface_->Open(interface_, host), noErr);
+  }
+  DirectUnit(const DirectUnit&) = delete;
+  DirectUnit& operator=(const DirectUnit&) = delete;
+  ~DirectUnit() { interface_->Close(interface_); }
+
+  // The method behind `selector`, called with `args`; badComponentSelector when there is none.
+  template <typename... Args>
+  OSStatus Call(SInt16 selector, Args... args) const {
+    const AudioComponentMethod method = interface_->Lookup(selector);
+    if (method == nullptr) {
+      return badComponentSelector;
+    }
+    return reinterpret_cast<OSStatus (*)(void*, Args...)>(method)(interface_,
+                                                                  args...);  // NOLINT: the table's own types
+  }
+  // The object itself.
+  [[nodiscard]] Unit* operator->() const {
+    auto* record = reinterpret_cast<ausdk::AudioComponentPlugInInstance*>(interface_);
+    return static_cast<Unit*>(reinterpret_cast<ausdk::ComponentBase*>(&record->mInstanceStorage));
+  }
+
+ private:
+  AudioComponentPlugInInterface* interface_;
 };
 
 // A mono-or-stereo effect with one input and one output bus: output = pulled

@@ -74,14 +74,19 @@ TEST(DispatchLookups, MidiNoteAndOutputCallsReachTheUnitAfterTheirArgumentChecks
   EXPECT_EQ(MusicDeviceMIDIEvent(midi, 0x90, 60, 100, 0), kAudio_UnimplementedError);
   const UInt8 sysex[] = {0xF0, 0x7E, 0xF7};
   EXPECT_EQ(MusicDeviceSysEx(midi, sysex, sizeof sysex), kAudio_UnimplementedError);
-  EXPECT_EQ(MusicDeviceMIDIEventList(midi, 0, nullptr), kAudio_ParamError);
+  const testunits::DirectUnit<ausdk::AUMIDILookup, TestEffect> midiDirect(midi);
+  EXPECT_EQ(midiDirect.Call(kMusicDeviceMIDIEventListSelect, UInt32{0}, testunits::Absent<const MIDIEventList>()),
+            kAudio_ParamError);
   MIDIEventList list{};
   list.protocol = kMIDIProtocol_1_0;
   EXPECT_EQ(MusicDeviceMIDIEventList(midi, 0, &list), kAudio_UnimplementedError);
 
   Instance music(testunits::Register<ausdk::AUMusicLookup, TestEffect>(kAudioUnitType_MusicDevice, 'dsp2'));
   NoteInstanceID note = 0;
-  EXPECT_EQ(MusicDeviceStartNote(music, 0, 0, &note, 0, nullptr), kAudio_ParamError);
+  const testunits::DirectUnit<ausdk::AUMusicLookup, TestEffect> musicDirect(music);
+  EXPECT_EQ(musicDirect.Call(kMusicDeviceStartNoteSelect, MusicDeviceInstrumentID{0}, MusicDeviceGroupID{0}, &note,
+                             UInt32{0}, testunits::Absent<const MusicDeviceNoteParams>()),
+            kAudio_ParamError);
   MusicDeviceNoteParams params{2, 60.0F, 100.0F, {}};
   EXPECT_EQ(MusicDeviceStartNote(music, 0, 0, &note, 0, &params), kAudio_UnimplementedError);
   EXPECT_EQ(MusicDeviceStopNote(music, 0, note, 0), kAudio_UnimplementedError);
@@ -91,23 +96,40 @@ TEST(DispatchLookups, MidiNoteAndOutputCallsReachTheUnitAfterTheirArgumentChecks
   EXPECT_EQ(AudioOutputUnitStop(output), kAudio_UnimplementedError);
 }
 
+// Through the unit's own table: a platform may refuse some nulls before it calls in.
 TEST(DispatchChecks, NullOrEmptyArgumentsAreParamErrorsWithTheirLogLines) {
-  Instance unit(testunits::Register<ausdk::AUMIDILookup, TestEffect>(kAudioUnitType_Effect, 'dsp4'));
-  EXPECT_EQ(AudioUnitGetParameter(unit, 0, kAudioUnitScope_Global, 0, nullptr), kAudio_ParamError);
+  Instance host(testunits::Register<ausdk::AUMIDILookup, TestEffect>(kAudioUnitType_Effect, 'dsp4'));
+  const testunits::DirectUnit<ausdk::AUMIDILookup, TestEffect> unit(host);
+  const AudioUnitScope global = kAudioUnitScope_Global;
+  const AudioUnitElement first = 0;
+  EXPECT_EQ(unit.Call(kAudioUnitGetParameterSelect, AudioUnitParameterID{0}, global, first,
+                      testunits::Absent<AudioUnitParameterValue>()),
+            kAudio_ParamError);
   AudioUnitRenderActionFlags flags = 0;
   AudioTimeStamp time = testunits::SampleTime(0);
   testunits::BufferList buffers(2, 16);
-  EXPECT_EQ(AudioUnitRender(unit, &flags, nullptr, 0, 16, buffers.get()), kAudio_ParamError);
-  EXPECT_EQ(AudioUnitRender(unit, &flags, &time, 0, 16, nullptr), kAudio_ParamError);
+  const UInt32 bus = 0;
+  const UInt32 frames = 16;
+  EXPECT_EQ(
+      unit.Call(kAudioUnitRenderSelect, &flags, testunits::Absent<const AudioTimeStamp>(), bus, frames, buffers.get()),
+      kAudio_ParamError);
+  EXPECT_EQ(unit.Call(kAudioUnitRenderSelect, &flags, static_cast<const AudioTimeStamp*>(&time), bus, frames,
+                      testunits::Absent<AudioBufferList>()),
+            kAudio_ParamError);
 
   const AudioUnitPropertyID id = kAudioUnitProperty_MaximumFramesPerSlice;
   UInt32 value = 512;
   UInt32 size = 0;
   testsupport::LogCapture capture;
-  EXPECT_EQ(AudioUnitGetProperty(unit, id, kAudioUnitScope_Global, 0, &value, nullptr), kAudio_ParamError);
-  EXPECT_EQ(AudioUnitGetProperty(unit, id, kAudioUnitScope_Global, 0, &value, &size), kAudio_ParamError);
-  EXPECT_EQ(AudioUnitSetProperty(unit, id, kAudioUnitScope_Global, 0, nullptr, 4), kAudio_ParamError);
-  EXPECT_EQ(AudioUnitSetProperty(unit, id, kAudioUnitScope_Global, 0, &value, 0), kAudio_ParamError);
+  EXPECT_EQ(unit.Call(kAudioUnitGetPropertySelect, id, global, first, static_cast<void*>(&value),
+                      testunits::Absent<UInt32>()),
+            kAudio_ParamError);
+  EXPECT_EQ(unit.Call(kAudioUnitGetPropertySelect, id, global, first, static_cast<void*>(&value), &size),
+            kAudio_ParamError);
+  EXPECT_EQ(unit.Call(kAudioUnitSetPropertySelect, id, global, first, testunits::Absent<const void>(), UInt32{4}),
+            kAudio_ParamError);
+  EXPECT_EQ(unit.Call(kAudioUnitSetPropertySelect, id, global, first, static_cast<const void*>(&value), UInt32{0}),
+            kAudio_ParamError);
   EXPECT_EQ(capture.Finish(),
             "AudioUnitGetProperty: null size pointer\n"
             "AudioUnitGetProperty: *ioDataSize == 0 on entry\n"
@@ -261,6 +283,9 @@ class LockedUnit : public ThrowingUnit {
   CountingLock lock;
 };
 
+void IgnoreChange(void* /*refCon*/, AudioUnit /*unit*/, AudioUnitPropertyID /*id*/, AudioUnitScope /*scope*/,
+                  AudioUnitElement /*element*/) {}
+
 TEST(DispatchLocking, ListenerAndLifecycleSelectorsLockRealTimeOnesDoNotAndThrowsUnlock) {
   Instance unit(testunits::Register<ausdk::AUMIDILookup, LockedUnit>(kAudioUnitType_Effect, 'lck1'));
   auto* locked = testunits::UnitFor<LockedUnit>(unit);
@@ -278,19 +303,21 @@ TEST(DispatchLocking, ListenerAndLifecycleSelectorsLockRealTimeOnesDoNotAndThrow
   UInt32 frames = 0;
   AudioUnitParameterValue value = 0;
   EXPECT_EQ(locksFor([&] { AudioUnitInitialize(unit); }), 1);
-  EXPECT_EQ(locksFor([&] { AudioUnitGetPropertyInfo(unit, maxFrames, 0, 0, &size, nullptr); }), 1);
+  Boolean writable = false;
+  EXPECT_EQ(locksFor([&] { AudioUnitGetPropertyInfo(unit, maxFrames, 0, 0, &size, &writable); }), 1);
   EXPECT_EQ(locksFor([&] { testunits::Get(unit, maxFrames, 0, 0, frames); }), 1);
   EXPECT_EQ(locksFor([&] { testunits::Set(unit, maxFrames, 0, 0, frames); }), 1);
   EXPECT_EQ(locksFor([&] { AudioUnitReset(unit, kAudioUnitScope_Global, 0); }), 1);
-  EXPECT_EQ(locksFor([&] { AudioUnitAddRenderNotify(unit, testunits::FillInput, nullptr); }), 1);
-  EXPECT_EQ(locksFor([&] { AudioUnitRemoveRenderNotify(unit, testunits::FillInput, nullptr); }), 1);
-  EXPECT_EQ(locksFor([&] { AudioUnitAddPropertyListener(unit, 14, nullptr, nullptr); }), 1);
-  EXPECT_EQ(locksFor([&] { AudioUnitRemovePropertyListenerWithUserData(unit, 14, nullptr, nullptr); }), 1);
+  EXPECT_EQ(locksFor([&] { AudioUnitAddRenderNotify(unit, testunits::FillInput, &lock); }), 1);
+  EXPECT_EQ(locksFor([&] { AudioUnitRemoveRenderNotify(unit, testunits::FillInput, &lock); }), 1);
+  EXPECT_EQ(locksFor([&] { AudioUnitAddPropertyListener(unit, 14, IgnoreChange, &lock); }), 1);
+  EXPECT_EQ(locksFor([&] { AudioUnitRemovePropertyListenerWithUserData(unit, 14, IgnoreChange, &lock); }), 1);
   EXPECT_EQ(locksFor([&] { AudioUnitUninitialize(unit); }), 1);
 
   EXPECT_EQ(locksFor([&] { AudioUnitGetParameter(unit, 0, 0, 0, &value); }), 0);
   EXPECT_EQ(locksFor([&] { AudioUnitSetParameter(unit, 0, 0, 0, 0.5F, 0); }), 0);
-  EXPECT_EQ(locksFor([&] { AudioUnitScheduleParameters(unit, nullptr, 0); }), 0);
+  const AudioUnitParameterEvent event{};
+  EXPECT_EQ(locksFor([&] { AudioUnitScheduleParameters(unit, &event, 0); }), 0);
   EXPECT_EQ(locksFor([&] { MusicDeviceMIDIEvent(unit, 0x90, 1, 1, 0); }), 0);
   testunits::BufferList buffers(2, 16);
   EXPECT_EQ(locksFor([&] { testunits::RenderAt(unit, 0, 16, buffers.get()); }), 0);

@@ -129,7 +129,7 @@ void RecordAgain(void* refCon, AudioUnit unit, AudioUnitPropertyID id, AudioUnit
 }
 
 OSStatus Remove(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element) {
-  return AudioUnitSetProperty(unit, id, scope, element, nullptr, 0);
+  return AudioUnitSetProperty(unit, id, scope, element, testunits::Absent<const void>(), 0);
 }
 
 // Selector 11 has no public function any more: a host reaches it through the component's lookup.
@@ -420,7 +420,9 @@ TEST(PropertiesFormats, FormatChangesGoThroughTheUnitAndAreAnnounced) {
   EXPECT_EQ(size, sizeof firstField);
   EXPECT_DOUBLE_EQ(firstField, 22050);
   size = 0;
-  ASSERT_EQ(AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, nullptr, &size), noErr);
+  ASSERT_EQ(
+      AudioUnitGetProperty(host.unit, kAudioUnitProperty_StreamFormat, kOutput, 0, testunits::Absent<void>(), &size),
+      noErr);
   EXPECT_EQ(size, sizeof(Format));
 }
 
@@ -634,7 +636,13 @@ TEST(PropertiesListeners, EachEntryIsCalledAndRemovalMatchesProcAndUserData) {
   ASSERT_EQ(AudioUnitAddPropertyListener(host.unit, id, Record, &second), noErr);
   ASSERT_EQ(AudioUnitAddPropertyListener(host.unit, id, RecordAgain, &second), noErr);
   ASSERT_EQ(AudioUnitAddPropertyListener(host.unit, kAudioUnitProperty_StreamFormat, Record, &first), noErr);
-  EXPECT_EQ(AudioUnitAddPropertyListener(host.unit, id, nullptr, &first), kAudio_ParamError);
+  // A null procedure, through the unit's own table (a platform may refuse it first).
+  const testunits::DirectUnit<ausdk::AUBaseLookup, TestEffect> direct(host.unit);
+  EXPECT_EQ(
+      direct.Call(kAudioUnitAddPropertyListenerSelect, id,
+                  testunits::Absent<void(void*, AudioUnit, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement)>(),
+                  static_cast<void*>(&first)),
+      kAudio_ParamError);
 
   ASSERT_EQ(Set(host.unit, id, kGlobal, 0, UInt32{256}), noErr);
   EXPECT_EQ(first.size(), 2U);

@@ -374,7 +374,12 @@ TEST_F(RenderTest, NotificationsComeBeforeAndAfterWithTheRenderArgumentsOncePerE
   ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);
   ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &log), noErr);  // the same entry again
   ASSERT_EQ(AudioUnitAddRenderNotify(unit_, RecordNotify, &other), noErr);
-  EXPECT_EQ(AudioUnitAddRenderNotify(unit_, nullptr, &log), kAudio_ParamError);
+  const testunits::DirectUnit<ausdk::AUBaseLookup, TestEffect> direct(unit_);
+  EXPECT_EQ(direct.Call(kAudioUnitAddRenderNotifySelect,
+                        testunits::Absent<OSStatus(void*, AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32,
+                                                   UInt32, AudioBufferList*)>(),
+                        static_cast<void*>(&log)),
+            kAudio_ParamError);
   BufferList buffers(2, 64);
   ASSERT_EQ(RenderAt(unit_, 640, 48, buffers.get()), noErr);
   EXPECT_EQ(log.flags, (std::vector<AudioUnitRenderActionFlags>{kPre, kPost}));
@@ -616,8 +621,9 @@ TEST_F(ScheduleTest, UnknownParameterIsRefusedOnTheRenderThreadAsADirectSetRefus
   AudioUnitParameterValue value = 0;
   EXPECT_EQ(AudioUnitGetParameter(unit_, 7, kAudioUnitScope_Global, 0, &value), kAudioUnitErr_InvalidParameter);
   UInt32 size = 0;
+  Boolean writable = false;
   ASSERT_EQ(
-      AudioUnitGetPropertyInfo(unit_, kAudioUnitProperty_ParameterList, kAudioUnitScope_Global, 0, &size, nullptr),
+      AudioUnitGetPropertyInfo(unit_, kAudioUnitProperty_ParameterList, kAudioUnitScope_Global, 0, &size, &writable),
       noErr);
   EXPECT_EQ(size, sizeof(AudioUnitParameterID));  // still only the gain
   EXPECT_EQ(Slices(*scheduler_), "0+64/256@1 64+192/256@1 ");
@@ -687,15 +693,17 @@ TEST(ProcessChecks, UninitializedAndUnimplemented) {
   BufferList buffers(2, 64);
   const AudioTimeStamp stamp = SampleTime(0);
   testsupport::LogCapture capture;
-  EXPECT_EQ(AudioUnitProcess(unit, nullptr, &stamp, 64, buffers.get()), kAudioUnitErr_Uninitialized);
+  AudioUnitRenderActionFlags flags = 0;
+  EXPECT_EQ(AudioUnitProcess(unit, &flags, &stamp, 64, buffers.get()), kAudioUnitErr_Uninitialized);
   EXPECT_EQ(capture.Finish(), ErrorLine(unit, "rnd7", kAudioUnitErr_Uninitialized, "process"));
   ASSERT_EQ(AudioUnitInitialize(unit), noErr);
-  EXPECT_EQ(AudioUnitProcess(unit, nullptr, &stamp, 64, buffers.get()), kAudio_UnimplementedError);
+  EXPECT_EQ(AudioUnitProcess(unit, &flags, &stamp, 64, buffers.get()), kAudio_UnimplementedError);
   AudioBufferList* outputs[] = {buffers.get()};
-  EXPECT_EQ(AudioUnitProcessMultiple(unit, nullptr, &stamp, 64, 0, nullptr, 1, outputs), noErr)
+  const AudioBufferList** noInputs = testunits::Absent<const AudioBufferList*>();
+  EXPECT_EQ(AudioUnitProcessMultiple(unit, &flags, &stamp, 64, 0, noInputs, 1, outputs), noErr)
       << "same sample time: nothing to process";
   const AudioTimeStamp later = SampleTime(64);
-  EXPECT_EQ(AudioUnitProcessMultiple(unit, nullptr, &later, 64, 0, nullptr, 1, outputs), kAudio_UnimplementedError);
+  EXPECT_EQ(AudioUnitProcessMultiple(unit, &flags, &later, 64, 0, noInputs, 1, outputs), kAudio_UnimplementedError);
 }
 
 TEST_F(ProcessTest, ProcessMultipleChecksEveryListAndSkipsNullOnes) {
@@ -707,7 +715,8 @@ TEST_F(ProcessTest, ProcessMultipleChecksEveryListAndSkipsNullOnes) {
   const AudioBufferList* inputs[] = {first.get(), second.get()};
   AudioBufferList* outputs[] = {out.get(), nullptr};
   const AudioTimeStamp stamp = SampleTime(0);
-  ASSERT_EQ(AudioUnitProcessMultiple(unit_, nullptr, &stamp, 64, 2, inputs, 2, outputs), noErr);
+  AudioUnitRenderActionFlags flags = 0;
+  ASSERT_EQ(AudioUnitProcessMultiple(unit_, &flags, &stamp, 64, 2, inputs, 2, outputs), noErr);
   EXPECT_FLOAT_EQ(out.channel(1)[3], 2.5F);
   EXPECT_EQ(out.get()->mBuffers[0].mDataByteSize, 256U);  // cut down to the frames
 
@@ -718,8 +727,8 @@ TEST_F(ProcessTest, ProcessMultipleChecksEveryListAndSkipsNullOnes) {
   AudioBufferList* badOutputs[] = {shortOut.get()};
   const AudioTimeStamp later = SampleTime(64);
   testsupport::LogCapture capture;
-  EXPECT_EQ(AudioUnitProcessMultiple(unit_, nullptr, &later, 64, 2, badInputs, 1, outputs), kAudio_ParamError);
-  EXPECT_EQ(AudioUnitProcessMultiple(unit_, nullptr, &later, 64, 2, inputs, 1, badOutputs), kAudio_ParamError);
+  EXPECT_EQ(AudioUnitProcessMultiple(unit_, &flags, &later, 64, 2, badInputs, 1, outputs), kAudio_ParamError);
+  EXPECT_EQ(AudioUnitProcessMultiple(unit_, &flags, &later, 64, 2, inputs, 1, badOutputs), kAudio_ParamError);
   EXPECT_EQ(capture.Finish(),
             "inInputBufferLists[1]->mNumberBuffers=1, ASBD::NumberChannelStreams(input.GetStreamFormat())=2; "
             "kAudio_ParamError\n" +

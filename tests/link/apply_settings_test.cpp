@@ -2,6 +2,8 @@
 // stand-in records and the exact log lines.
 #include <gtest/gtest.h>
 
+#include "InstalledProducts.h"
+
 #include <bit>
 #include <cstdint>
 #include <string>
@@ -64,6 +66,7 @@ TEST_F(ApplySettings, LowScaleIndexesSendTheTablesFractionsBitForBit) {
 }
 
 TEST_F(ApplySettings, ScaleAndInputTypeOnAdvanced) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   standin::Unit* inner = OpenWithInner(Variant::kAdvanced);
   ASSERT_NE(inner, nullptr);
   WriteSettings("seq=1\nscale=3\ninputType=0.25\n");
@@ -80,6 +83,7 @@ TEST_F(ApplySettings, ScaleAndInputTypeOnAdvanced) {
 }
 
 TEST_F(ApplySettings, KeyOn2026AndTheLogLines) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   standin::Unit* inner = OpenWithInner(Variant::k2026);
   ASSERT_NE(inner, nullptr);
   NewLines();
@@ -164,6 +168,7 @@ TEST_F(ApplySettings, NegativeValuesAndRepeatedCountersChangeNothing) {
 }
 
 TEST_F(ApplySettings, FileThatArrivesBeforeTheInnerUnitIsAppliedOnceItExists) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   veneer_ = std::make_unique<shelltest::HostedVeneer>();
   WriteSettings("seq=9\nretune=0.3\n");
   (*veneer_)->ApplyFileToInner();  // no product installed yet

@@ -4,6 +4,8 @@
 #include <AudioToolbox/AudioUnit.h>
 #include <gtest/gtest.h>
 
+#include "InstalledProducts.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
@@ -113,6 +115,7 @@ TEST_F(RealtimeSafety, WhenTheCompanionIsGone) {
 }
 
 TEST_F(RealtimeSafety, WithoutAnInnerUnit) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   StartWith(/*withProduct=*/false);
   ASSERT_EQ(veneer_->InnerUnit(), nullptr);
   ExpectNone(RenderWatched());

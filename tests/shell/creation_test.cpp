@@ -2,6 +2,8 @@
 // self-check of the scale parameter, observed on the stand-in products.
 #include <gtest/gtest.h>
 
+#include "InstalledProducts.h"
+
 #include <algorithm>
 
 #include "ShellFixture.h"
@@ -33,6 +35,7 @@ class CreationTest : public ShellTest {
 };
 
 TEST_F(CreationTest, ConfiguresANewInnerUnitLikeTheHostsOutput) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   standin::Register(Variant::kPro);
   HostedVeneer veneer;
   ASSERT_EQ(veneer.Initialize(), noErr);
@@ -64,6 +67,7 @@ TEST_F(CreationTest, ConfiguresANewInnerUnitLikeTheHostsOutput) {
 }
 
 TEST_F(CreationTest, ForcesOnlyTheParametersTheProductHas) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   standin::Register(Variant::kEfx);
   HostedVeneer veneer;
   ASSERT_EQ(veneer.Initialize(), noErr);
@@ -115,6 +119,7 @@ TEST_F(CreationTest, EachConfigurationFailureDisposesTheInstance) {
 }
 
 TEST_F(CreationTest, FailedInitializeDisposesAndAlreadyInitializedIsTolerated) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   AudioComponent component = standin::Register(Variant::k2026);
   standin::FaultsOf(component).initialize = -1111;
   {
@@ -138,6 +143,7 @@ TEST_F(CreationTest, FailedInitializeDisposesAndAlreadyInitializedIsTolerated) {
 }
 
 TEST_F(CreationTest, FailedInstanceCreationLeavesNothing) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   AudioComponent component = standin::Register(Variant::kArtist);
   standin::FaultsOf(component).instanceNew = -1234;
   HostedVeneer veneer;

@@ -6,6 +6,8 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
+#include "InstalledProducts.h"
+
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
@@ -78,6 +80,11 @@ TEST_F(InstalledProductTest, NewestInstalledCopyBecomesTheInnerUnitAndProcessesT
   // Found in this order: the newer copy is not simply the first.
   InstallAutoTune2026("StandIn-AutoTune2026-1", 0x00010000, "Stand-in: AutoTune 2026");
   InstallAutoTune2026("StandIn-AutoTune2026-2", 0x00020000, "Stand-in: AutoTune 2026 (2.0)");
+  // Asked only now: the registry reads the folders at its first use.
+  const AudioComponentDescription autoTune2026 = standin::DescriptionOf(standin::Variant::k2026);
+  if (testsupport::InstalledProducts() != "AutoTune 2026" || AudioComponentCount(&autoTune2026) != 2) {
+    GTEST_SKIP() << "other copies are installed here: " << testsupport::InstalledProducts();
+  }
   KeepCompanionAlive();
 
   HostedVeneer veneer;

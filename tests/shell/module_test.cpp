@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "InstalledProducts.h"
+
 #include "ShellFixture.h"
 #include "shell/LogTexts.h"
 #include "standin/StandIn.h"
@@ -17,6 +19,7 @@ using shelltest::ShellTest;
 class ModuleTest : public ShellTest {};
 
 TEST_F(ModuleTest, LoadedModuleRegistersAndRunsThroughItsFactory) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   void* module = dlopen(VENEER_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(module, nullptr) << dlerror();
   auto* factory = reinterpret_cast<AudioComponentFactoryFunction>(dlsym(module, "VeneerFactory"));

@@ -69,7 +69,7 @@ TEST(StandInBundles, EachProductIsBundledOnceAndItsModuleCreatesIt) {
     ASSERT_EQ(std::count_if(bundled.begin(), bundled.end(), matches), 1) << "one bundle per product";
     const testsupport::BundledComponent& component = *std::find_if(bundled.begin(), bundled.end(), matches);
     EXPECT_EQ(component.name, std::string("Stand-in: ") + standin::NameOf(variant));
-    EXPECT_EQ(component.version, 0x00010000U);
+    EXPECT_EQ(component.version, standin::kBundleVersion);
 
     AudioUnit unit = nullptr;
     ASSERT_EQ(AudioComponentInstanceNew(component.component, &unit), noErr);

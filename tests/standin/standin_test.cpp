@@ -96,7 +96,7 @@ TEST(StandInRegistration, EachVariantIsFoundByItsProductDescription) {
     EXPECT_EQ(Installed(row.description), expected);
     UInt32 version = 0;
     EXPECT_EQ(AudioComponentGetVersion(component, &version), noErr);
-    EXPECT_EQ(version, 0x00010000U);
+    EXPECT_EQ(version, standin::kRegisteredVersion);
     CFStringRef name = nullptr;
     ASSERT_EQ(AudioComponentCopyName(component, &name), noErr);
     EXPECT_EQ(ToString(name), std::string("Stand-in: ") + row.name);

@@ -3,12 +3,14 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include "InstalledProducts.h"
 #if defined(__APPLE__)
 #include <util.h>
 #else
@@ -109,6 +111,7 @@ class VeneerHostTest : public ::testing::Test {
 };
 
 TEST_F(VeneerHostTest, RendersThroughTheStandInWhenTheCompanionIsAlive) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   if (!kHostHasStandIns) {
     GTEST_SKIP() << "no stand-in product in veneer-host here";
   }
@@ -182,6 +185,7 @@ TEST_F(VeneerHostTest, APlainRenderKeepsTheCompanionsFileFreshAndRendersThroughT
 }
 
 TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   const std::string input = WriteInput("in.wav", 1, 4000);
   const auto result =
       Host({"render", input, "-o", PathOf("out/dry.flac"), "--fast", "--standin", "none", "--block", "512"});
@@ -201,6 +205,7 @@ TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {
 }
 
 TEST_F(VeneerHostTest, TheSummaryTellsWhichBlocksWereBypassedAndWhy) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   if (!kHostHasStandIns) {
     GTEST_SKIP() << "no stand-in product in veneer-host here";
   }
@@ -539,6 +544,7 @@ TEST_F(VeneerHostTest, TheEmbeddedDemoWritesItsResultAndReport) {
 namespace {
 
 TEST_F(VeneerHostTest, ValidationPassesVeneerAndFailsAUnitThatAnswersLittle) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   if (kHostHasStandIns) {
     const auto veneer = Host({"validate", "--set", "key=2"});
     EXPECT_EQ(veneer.status, 0) << veneer.out << veneer.err;
@@ -582,6 +588,7 @@ TEST_F(VeneerHostTest, ValidationPassesVeneerAndFailsAUnitThatAnswersLittle) {
 namespace {
 
 TEST_F(VeneerHostTest, ViewPrintsWhatVeneersWindowWouldShow) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   if (!kHostHasStandIns) {
     GTEST_SKIP() << "the stand-ins are registered in-process on Linux only";
   }

@@ -3,6 +3,8 @@
 // that fails, and with one that starts.
 #include <gtest/gtest.h>
 
+#include "InstalledProducts.h"
+
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -30,6 +32,7 @@ class CreationLogTest : public shelltest::ShellTest {
 };
 
 TEST_F(CreationLogTest, NoProductInstalled) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
   HostedVeneer veneer;
   ASSERT_EQ(veneer.Initialize(), noErr);
   std::string detail;

@@ -170,7 +170,7 @@ bool RegisterStandIn(std::string_view name, bool offersCocoaView, std::string* e
   for (std::size_t i = 0; i < std::size(standin::kAllVariants); ++i) {
     const standin::Variant variant = standin::kAllVariants[i];
     if (wanted == Lowercase(standin::NameOf(variant)) || wanted == kShortNames[i]) {
-      const AudioComponent component = standin::Register(variant);
+      const AudioComponent component = standin::Register(variant, standin::kBundleVersion);
       if (component == nullptr) {
         *error = "cannot register the stand-in " + std::string(standin::NameOf(variant));
         return false;
