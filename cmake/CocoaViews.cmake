@@ -37,12 +37,14 @@ function(veneer_cocoa_view_bundle target factory plist directory)
     BUNDLE TRUE
     BUNDLE_EXTENSION bundle
     MACOSX_BUNDLE_INFO_PLIST ${plist}
-    LIBRARY_OUTPUT_DIRECTORY ${directory}
+    LIBRARY_OUTPUT_DIRECTORY "$<1:${directory}>"
     OBJCXX_VISIBILITY_PRESET hidden
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     LINK_DEPENDS ${exports})
   target_link_options(${target} PRIVATE "-Wl,-exported_symbols_list,${exports}")
+  # Signed over its Info.plist too: a changed one links, so signs, it again.
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "$<TARGET_BUNDLE_CONTENT_DIR:${target}>/Info.plist")
   target_link_libraries(${target} PRIVATE
     "-framework AppKit" "-framework Foundation" "-framework AudioToolbox" "-framework AudioUnit")
   veneer_objcxx(${target})

@@ -21,9 +21,13 @@ else()
 endif()
 set(VENEER_BUNDLE_DIR ${PROJECT_BINARY_DIR}/Veneer.component)
 configure_file(bundle/Info.plist.in ${VENEER_BUNDLE_DIR}/Contents/Info.plist @ONLY)
+# In a generator expression, so that multi-configuration generators (Xcode,
+# Ninja Multi-Config) put the module here too, not in a per-configuration folder.
 set_target_properties(Veneer PROPERTIES
   SUFFIX ""
-  LIBRARY_OUTPUT_DIRECTORY ${VENEER_BUNDLE_DIR}/Contents/${VENEER_BUNDLE_EXECUTABLE_DIR})
+  LIBRARY_OUTPUT_DIRECTORY "$<1:${VENEER_BUNDLE_DIR}/Contents/${VENEER_BUNDLE_EXECUTABLE_DIR}>")
+# The signature covers Info.plist: a changed one links, so signs, the bundle again.
+set_property(TARGET Veneer APPEND PROPERTY LINK_DEPENDS ${VENEER_BUNDLE_DIR}/Contents/Info.plist)
 add_custom_command(TARGET Veneer POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E make_directory ${VENEER_BUNDLE_DIR}/Contents/Resources)
 veneer_bundle_architectures(Veneer veneer_core ausdk)

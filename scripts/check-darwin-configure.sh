@@ -48,11 +48,40 @@ expect "each stand-in bundle gets the module in Contents/MacOS" \
   test "$(grep -o 'StandIn-[A-Za-z0-9]*\.component/Contents/MacOS/StandIn' "$ninja_file" | sort -u | wc -l)" -eq 5
 expect "the stand-in module exports only its five factories" \
   test "$(grep -A12 -E '^build standin/StandIn:' "$ninja_file" | grep -o 'exported_symbol,_StandIn[A-Za-z0-9]*Factory' | sort -u | wc -l)" -eq 5
+expect "a changed Info.plist links and signs Veneer again" \
+  grep -qE '^build Veneer\.component/Contents/MacOS/Veneer:.*Veneer\.component/Contents/Info\.plist' "$ninja_file"
+expect "a changed Info.plist links and signs each stand-in again" \
+  test "$(grep -E '^build standin/StandIn:' "$ninja_file" | grep -o 'StandIns/StandIn-[A-Za-z0-9]*\.component/Contents/Info\.plist' | sort -u | wc -l)" -eq 5
+view_link=$(grep -E '^build Veneer\.component/Contents/Resources/VeneerCocoaUI\.bundle/Contents/MacOS/VeneerCocoaUI:' "$ninja_file" || true)
+expect "the window's bundle is linked inside Veneer.component/Contents/Resources" test -n "$view_link"
+expect "a changed Info.plist links and signs the window's bundle again" \
+  grep -q 'VeneerCocoaUI\.bundle/Contents/Info\.plist' <<<"$view_link"
+expect "Veneer is linked and signed after the window's bundle" \
+  grep -qE '^build Veneer\.component/Contents/MacOS/Veneer:.*VeneerCocoaUI\.bundle/Contents/MacOS/VeneerCocoaUI' "$ninja_file"
 plist="$build/Veneer.component/Contents/Info.plist"
 expect "Info.plist names the executable Veneer" grep -q '<string>Veneer</string>' "$plist"
 expect "Info.plist gives macOS 12.0 as the minimum" grep -q '<string>12.0</string>' "$plist"
 expect "Info.plist has CFBundleInfoDictionaryVersion" grep -q 'CFBundleInfoDictionaryVersion' "$plist"
 expect "Info.plist does not claim sandbox safety" bash -c '! grep -q sandboxSafe "$1"' _ "$plist"
+
+# A Mac developer may use a multi-configuration generator (Xcode, Ninja
+# Multi-Config): the bundles' layout must not gain a per-configuration folder.
+multi=build/darwin-check-multi
+rm -rf "$multi"
+if cmake -S . -B "$multi" -G "Ninja Multi-Config" --toolchain cmake/toolchains/darwin-configure-check.cmake \
+  -DCMAKE_LIBRARY_PATH="/usr/lib/$(gcc -print-multiarch)" >"$multi.log" 2>&1; then
+  for config in Debug Release; do
+    expect "$config (multi-config): Veneer is linked as Veneer.component/Contents/MacOS/Veneer" \
+      grep -qE '^build Veneer\.component/Contents/MacOS/Veneer:' "$multi/CMakeFiles/impl-$config.ninja"
+    expect "$config (multi-config): the window's bundle lies in Veneer.component/Contents/Resources" \
+      grep -qE '^build Veneer\.component/Contents/Resources/VeneerCocoaUI\.bundle/Contents/MacOS/VeneerCocoaUI:' \
+      "$multi/CMakeFiles/impl-$config.ninja"
+  done
+else
+  cat "$multi.log"
+  echo "FAIL  configure with Ninja Multi-Config"
+  failures=$((failures + 1))
+fi
 
 if ((failures > 0)); then
   echo "darwin configure: $failures check(s) failed (see $ninja_file)" >&2

@@ -59,6 +59,14 @@ CountedCall::~CountedCall() {
 
 }  // namespace detail
 
+bool Expected() {
+#if defined(VENEER_GUARD_HOOKS)
+  return true;
+#else
+  return false;
+#endif
+}
+
 bool Active() {
 #if defined(VENEER_GUARD_HOOKS)
   return detail::gKeyReady.load() && detail::HooksInstalled();

@@ -17,6 +17,10 @@ struct Counts {
 // False in sanitizer builds, whose runtimes own malloc, and where neither
 // mechanism exists: nothing is counted there.
 bool Active();
+// Whether this build should have the guard: no sanitizer owns malloc and the
+// platform has a mechanism (glibc, macOS). A guard that should be there and is
+// not is a failure, never a quiet skip.
+bool Expected();
 
 // [any thread] Starts counting this thread's calls.
 void BeginWatch();

@@ -27,6 +27,9 @@ class RealtimeSafety : public rendertest::RenderTest {
   void SetUp() override {
     RenderTest::SetUp();
     if (!rtguard::Active()) {
+      if (rtguard::Expected()) {
+        FAIL() << "the guard's hooks did not install: nothing the render thread does would be seen";
+      }
       GTEST_SKIP() << "no guard in this build: sanitizer runtimes own malloc, or the platform has no hook for it";
     }
   }

@@ -54,8 +54,9 @@ int RunCommandLine(int argc, char** argv) {
 
   std::vector<SettingChange> changes;
   CLI::App* set = app.add_subcommand("set", "send settings: rewrites plugin_state.txt with seq + 1 and appRunning=1");
+  // Named without '=': newer CLI11 refuses it in a name, so it is only the shown type.
   set->add_option_function<std::vector<std::string>>(
-         "KEY=VALUE",
+         "SETTINGS",
          [&](const std::vector<std::string>& args) {
            std::string unused;
            for (const std::string& arg : args) {
@@ -63,6 +64,7 @@ int RunCommandLine(int argc, char** argv) {
            }
          },
          "the settings; one bad one refuses them all")
+      ->type_name("KEY=VALUE")
       ->required()
       ->check(CLI::Validator(
           [](std::string& arg) {
