@@ -24,7 +24,7 @@ if [[ $mode == counts && $(uname -s) == Darwin ]]; then
   echo "--callgrind needs valgrind, which macOS lacks: run it on Linux" >&2
   exit 2
 fi
-scripts/install-deps.sh
+scripts/install-deps.sh --bench
 cmake --preset bench >/dev/null
 if [[ $mode == scaling ]]; then
   cmake --build --preset bench --target bench_scaling

@@ -160,7 +160,7 @@ void* Veneer::IpcThreadEntry(void* arg) {
 
 void Veneer::PauseLink() {
   std::unique_lock lock(linkWakeMutex_);
-  linkWake_.wait_for(lock, std::chrono::seconds(1), [this] { return !linkRunning_.load(); });
+  linkWake_.wait_for(lock, linkPause_, [this] { return !linkRunning_.load(); });
 }
 
 void Veneer::AnnounceInnerUnit() { PropertyChanged(kInnerUnitProperty, kAudioUnitScope_Global, 0); }

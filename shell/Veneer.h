@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <ctime>
@@ -146,6 +147,10 @@ class Veneer : public ausdk::AUBase {
   // [any thread] Only while no link thread runs.
   void SetLinkClock(LinkClock clock) { linkClock_ = clock; }
 
+  // [any thread] The pause between link passes (a second), longer in tests that
+  // show a stop does not wait it out. Only while no link thread runs.
+  void SetLinkPause(std::chrono::milliseconds pause) { linkPause_ = pause; }
+
   // What the render path times the inner unit's render with: the monotonic
   // clock in nanoseconds, unless a test hands in one it sets.
   using RenderClock = int64_t (*)();
@@ -260,6 +265,7 @@ class Veneer : public ausdk::AUBase {
   std::condition_variable linkWake_;
 
   LinkClock linkClock_ = &SystemTime;
+  std::chrono::milliseconds linkPause_{1000};
   static std::time_t SystemTime() { return std::time(nullptr); }
   RenderClock renderClock_ = &MonotonicNanoseconds;
   // [any thread] The system's monotonic clock, in nanoseconds.

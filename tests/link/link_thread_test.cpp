@@ -88,9 +88,8 @@ TEST_F(LinkThread, SettingsAliveFileAndManualChangesFlowBothWays) {
   EXPECT_EQ(ReadFile(backPath).rfind("seq=", 0), 0U);
 
   WriteSettings("seq=1\nretune=0.25\nkey=9\n");  // keep the heartbeat fresh
-  const auto start = std::chrono::steady_clock::now();
+  // How promptly the link stops: the lifecycle test, against a pause of a minute.
   ASSERT_EQ(veneer.Uninitialize(), noErr);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(800));
   EXPECT_FALSE(Logged(logtext::kHeartbeatLost));
 }
 

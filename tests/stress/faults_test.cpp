@@ -21,6 +21,8 @@ TEST_F(FaultsTest, WithoutHomeTheShellRendersAroundItsInnerUnit) {
   ASSERT_NE(standin::Register(standin::Variant::kPro), nullptr);
   unsetenv("HOME");
   stresstest::RenderedVeneer veneer;
+  // A pause far longer than a stop may take on a busy machine: the stop must not wait it out.
+  veneer->get()->SetLinkPause(std::chrono::minutes(1));
   ASSERT_EQ((*veneer).Initialize(), noErr);
   veneer.StartRendering();
   std::this_thread::sleep_for(300ms);  // the link's first pass finds no settings file
@@ -31,7 +33,7 @@ TEST_F(FaultsTest, WithoutHomeTheShellRendersAroundItsInnerUnit) {
   EXPECT_EQ(veneer.LastBlock(), veneer.Source().Block(veneer.Source().pulls - 1, 0, stresstest::kFrames));
   const auto before = std::chrono::steady_clock::now();
   EXPECT_EQ((*veneer).Uninitialize(), noErr);
-  EXPECT_LT(std::chrono::steady_clock::now() - before, 500ms);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 10s);
 }
 
 TEST_F(FaultsTest, FilesThatCannotBeWrittenAreSkipped) {

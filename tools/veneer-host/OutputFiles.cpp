@@ -1,5 +1,10 @@
 #include "OutputFiles.h"
 
+#include <stdlib.h>  // mkstemp
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <iterator>
 #include <utility>
@@ -10,14 +15,52 @@ namespace host {
 
 namespace {
 
-// Whether two paths name one file: the same file when both exist (links included), else the same place.
+namespace fs = std::filesystem;
+
+std::string Lowercase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+// Whether the file system holding `folder` (or its nearest existing parent)
+// takes names that differ only in case for one name, as macOS does by
+// default: a probe file is made there and looked up with its case swapped.
+bool FoldsCase(fs::path folder) {
+  std::error_code error;
+  while (!folder.empty() && !fs::is_directory(folder, error)) {
+    folder = folder.parent_path();
+  }
+  std::string probe = (folder.empty() ? fs::path(".") : folder) / ".veneer-case-probe-aAXXXXXX";
+  const int fd = mkstemp(probe.data());
+  if (fd < 0) {
+    return false;  // cannot tell: the paths stay as distinct as they look
+  }
+  close(fd);
+  const fs::path made(probe);
+  std::string swapped = made.filename().string();
+  std::transform(swapped.begin(), swapped.end(), swapped.begin(), [](unsigned char c) {
+    return static_cast<char>(std::islower(c) != 0 ? std::toupper(c) : std::tolower(c));
+  });
+  const bool folds = fs::exists(made.parent_path() / swapped, error);
+  fs::remove(made, error);
+  return folds;
+}
+
+// Whether two paths name one file: the same file when both exist (links
+// included), else the same place, where names that differ only in case are
+// one place on a file system that folds case.
 bool SameFile(const std::string& a, const std::string& b) {
-  namespace fs = std::filesystem;
   std::error_code error;
   if (fs::exists(a, error) && fs::exists(b, error)) {
     return fs::equivalent(a, b, error);
   }
-  return fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
+  const fs::path first = fs::weakly_canonical(a, error);
+  const fs::path second = fs::weakly_canonical(b, error);
+  if (first == second) {
+    return true;
+  }
+  return Lowercase(first.string()) == Lowercase(second.string()) && FoldsCase(first.parent_path());
 }
 
 }  // namespace
