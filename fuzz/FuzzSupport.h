@@ -18,6 +18,14 @@
 
 namespace fuzzing {
 
+// A null pointer the compiler does not see as one: the platform's headers mark
+// most pointer parameters non-null, and a host that passes null anyway must
+// still get a status back.
+template <typename T>
+T* Absent() {
+  return nullptr;
+}
+
 // The input as choices taken from the front; zeros once it runs out, so a
 // short input still describes a whole run, and zeros pick the ordinary case.
 class Bytes {

@@ -33,6 +33,7 @@
 
 namespace {
 
+using fuzzing::Absent;
 using fuzzing::Bytes;
 using fuzzing::CF;
 
@@ -350,12 +351,12 @@ class Session {
     switch (in_.Below(8)) {
       case 6: {
         UInt32 size = 0;
-        AudioUnitGetProperty(unit_, id, scope, element, nullptr, &size);
+        AudioUnitGetProperty(unit_, id, scope, element, Absent<void>(), &size);
         return;
       }
       case 7: {
         uint8_t scratch[8] = {};
-        AudioUnitGetProperty(unit_, id, scope, element, scratch, nullptr);
+        AudioUnitGetProperty(unit_, id, scope, element, scratch, Absent<UInt32>());
         return;
       }
       default:

@@ -3,6 +3,12 @@
 #ifndef VENEER_PLATFORM_AUCOMPONENT_H
 #define VENEER_PLATFORM_AUCOMPONENT_H
 
+/* A system header, as the platform's are: its nullability marks (a clang
+   extension, and all or nothing per header) are checked at the calls, not here. */
+#if defined(__clang__)
+#pragma clang system_header
+#endif
+
 #include <AudioToolbox/AudioComponent.h>
 
 #ifdef __cplusplus
@@ -162,11 +168,14 @@ enum {
 typedef OSStatus (*AudioUnitInitializeProc)(void* self);
 typedef OSStatus (*AudioUnitUninitializeProc)(void* self);
 typedef OSStatus (*AudioUnitGetPropertyInfoProc)(void* self, AudioUnitPropertyID prop, AudioUnitScope scope,
-                                                 AudioUnitElement elem, UInt32* outDataSize, Boolean* outWritable);
+                                                 AudioUnitElement elem, UInt32* _Nullable outDataSize,
+                                                 Boolean* _Nullable outWritable);
 typedef OSStatus (*AudioUnitGetPropertyProc)(void* self, AudioUnitPropertyID inID, AudioUnitScope inScope,
-                                             AudioUnitElement inElement, void* outData, UInt32* ioDataSize);
+                                             AudioUnitElement inElement, void* _Nonnull outData,
+                                             UInt32* _Nonnull ioDataSize);
 typedef OSStatus (*AudioUnitSetPropertyProc)(void* self, AudioUnitPropertyID inID, AudioUnitScope inScope,
-                                             AudioUnitElement inElement, const void* inData, UInt32 inDataSize);
+                                             AudioUnitElement inElement, const void* _Nullable inData,
+                                             UInt32 inDataSize);
 typedef OSStatus (*AudioUnitAddPropertyListenerProc)(void* self, AudioUnitPropertyID prop,
                                                      AudioUnitPropertyListenerProc proc, void* userData);
 typedef OSStatus (*AudioUnitRemovePropertyListenerProc)(void* self, AudioUnitPropertyID prop,
@@ -206,44 +215,54 @@ typedef OSStatus (*AudioUnitRenderProc)(void* inComponentStorage, AudioUnitRende
    a selector the unit does not serve answers badComponentSelector, and a
    null or disposed unit badComponentInstance. [any thread] for all; which
    of them a unit allows on its render thread is the unit's contract. */
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitInitialize(AudioUnit inUnit);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitUninitialize(AudioUnit inUnit);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetPropertyInfo(AudioUnit inUnit, AudioUnitPropertyID inID,
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitInitialize(AudioUnit _Nonnull inUnit);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitUninitialize(AudioUnit _Nonnull inUnit);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetPropertyInfo(AudioUnit _Nonnull inUnit, AudioUnitPropertyID inID,
                                                       AudioUnitScope inScope, AudioUnitElement inElement,
-                                                      UInt32* outDataSize, Boolean* outWritable);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetProperty(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitScope inScope,
-                                                  AudioUnitElement inElement, void* outData, UInt32* ioDataSize);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetProperty(AudioUnit inUnit, AudioUnitPropertyID inID, AudioUnitScope inScope,
-                                                  AudioUnitElement inElement, const void* inData, UInt32 inDataSize);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitAddPropertyListener(AudioUnit inUnit, AudioUnitPropertyID inID,
-                                                          AudioUnitPropertyListenerProc inProc, void* inProcUserData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit inUnit, AudioUnitPropertyID inID,
-                                                                         AudioUnitPropertyListenerProc inProc,
-                                                                         void* inProcUserData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitAddRenderNotify(AudioUnit inUnit, AURenderCallback inProc, void* inProcUserData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRemoveRenderNotify(AudioUnit inUnit, AURenderCallback inProc,
-                                                         void* inProcUserData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetParameter(AudioUnit inUnit, AudioUnitParameterID inID, AudioUnitScope inScope,
-                                                   AudioUnitElement inElement, AudioUnitParameterValue* outValue);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetParameter(AudioUnit inUnit, AudioUnitParameterID inID, AudioUnitScope inScope,
-                                                   AudioUnitElement inElement, AudioUnitParameterValue inValue,
-                                                   UInt32 inBufferOffsetInFrames);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitScheduleParameters(AudioUnit inUnit,
-                                                         const AudioUnitParameterEvent* inParameterEvent,
+                                                      UInt32* _Nullable outDataSize, Boolean* _Nullable outWritable);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetProperty(AudioUnit _Nonnull inUnit, AudioUnitPropertyID inID,
+                                                  AudioUnitScope inScope, AudioUnitElement inElement,
+                                                  void* _Nonnull outData, UInt32* _Nonnull ioDataSize);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetProperty(AudioUnit _Nonnull inUnit, AudioUnitPropertyID inID,
+                                                  AudioUnitScope inScope, AudioUnitElement inElement,
+                                                  const void* _Nullable inData, UInt32 inDataSize);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitAddPropertyListener(AudioUnit _Nonnull inUnit, AudioUnitPropertyID inID,
+                                                          AudioUnitPropertyListenerProc _Nonnull inProc,
+                                                          void* _Nullable inProcUserData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit _Nonnull inUnit,
+                                                                         AudioUnitPropertyID inID,
+                                                                         AudioUnitPropertyListenerProc _Nonnull inProc,
+                                                                         void* _Nullable inProcUserData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitAddRenderNotify(AudioUnit _Nonnull inUnit, AURenderCallback _Nonnull inProc,
+                                                      void* _Nullable inProcUserData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRemoveRenderNotify(AudioUnit _Nonnull inUnit, AURenderCallback _Nonnull inProc,
+                                                         void* _Nullable inProcUserData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitGetParameter(AudioUnit _Nonnull inUnit, AudioUnitParameterID inID,
+                                                   AudioUnitScope inScope, AudioUnitElement inElement,
+                                                   AudioUnitParameterValue* _Nonnull outValue);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitSetParameter(AudioUnit _Nonnull inUnit, AudioUnitParameterID inID,
+                                                   AudioUnitScope inScope, AudioUnitElement inElement,
+                                                   AudioUnitParameterValue inValue, UInt32 inBufferOffsetInFrames);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitScheduleParameters(AudioUnit _Nonnull inUnit,
+                                                         const AudioUnitParameterEvent* _Nonnull inParameterEvent,
                                                          UInt32 inNumParamEvents);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRender(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
-                                             const AudioTimeStamp* inTimeStamp, UInt32 inOutputBusNumber,
-                                             UInt32 inNumberFrames, AudioBufferList* ioData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitProcess(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
-                                              const AudioTimeStamp* inTimeStamp, UInt32 inNumberFrames,
-                                              AudioBufferList* ioData);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitProcessMultiple(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
-                                                      const AudioTimeStamp* inTimeStamp, UInt32 inNumberFrames,
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitRender(AudioUnit _Nonnull inUnit,
+                                             AudioUnitRenderActionFlags* _Nullable ioActionFlags,
+                                             const AudioTimeStamp* _Nonnull inTimeStamp, UInt32 inOutputBusNumber,
+                                             UInt32 inNumberFrames, AudioBufferList* _Nonnull ioData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitProcess(AudioUnit _Nonnull inUnit,
+                                              AudioUnitRenderActionFlags* _Nullable ioActionFlags,
+                                              const AudioTimeStamp* _Nonnull inTimeStamp, UInt32 inNumberFrames,
+                                              AudioBufferList* _Nonnull ioData);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitProcessMultiple(AudioUnit _Nonnull inUnit,
+                                                      AudioUnitRenderActionFlags* _Nullable ioActionFlags,
+                                                      const AudioTimeStamp* _Nonnull inTimeStamp, UInt32 inNumberFrames,
                                                       UInt32 inNumberInputBufferLists,
-                                                      const AudioBufferList** inInputBufferLists,
+                                                      const AudioBufferList* _Nonnull* _Nonnull inInputBufferLists,
                                                       UInt32 inNumberOutputBufferLists,
-                                                      AudioBufferList** ioOutputBufferLists);
-AUDIOTOOLBOX_EXPORT OSStatus AudioUnitReset(AudioUnit inUnit, AudioUnitScope inScope, AudioUnitElement inElement);
+                                                      AudioBufferList* _Nonnull* _Nonnull ioOutputBufferLists);
+AUDIOTOOLBOX_EXPORT OSStatus AudioUnitReset(AudioUnit _Nonnull inUnit, AudioUnitScope inScope,
+                                            AudioUnitElement inElement);
 
 #ifdef __cplusplus
 }

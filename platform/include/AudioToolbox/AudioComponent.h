@@ -2,6 +2,12 @@
 #ifndef VENEER_PLATFORM_AUDIOCOMPONENT_H
 #define VENEER_PLATFORM_AUDIOCOMPONENT_H
 
+/* A system header, as the platform's are: its nullability marks (a clang
+   extension, and all or nothing per header) are checked at the calls, not here. */
+#if defined(__clang__)
+#pragma clang system_header
+#endif
+
 #include <CoreAudioTypes/CoreAudioTypes.h>
 #include <CoreFoundation/CFBase.h>
 
@@ -76,28 +82,33 @@ CF_ENUM(OSStatus) {
 /* clang-format on */
 
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentFindNext(AudioComponent inComponent,
-                                                          const AudioComponentDescription* inDesc);
+AUDIOTOOLBOX_EXPORT AudioComponent _Nullable AudioComponentFindNext(AudioComponent _Nullable inComponent,
+                                                                    const AudioComponentDescription* _Nonnull inDesc);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT UInt32 AudioComponentCount(const AudioComponentDescription* inDesc);
+AUDIOTOOLBOX_EXPORT UInt32 AudioComponentCount(const AudioComponentDescription* _Nonnull inDesc);
 /* [any thread] The name is the caller's to release. */
-AUDIOTOOLBOX_EXPORT OSStatus AudioComponentCopyName(AudioComponent inComponent, CFStringRef* outName);
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentCopyName(AudioComponent _Nonnull inComponent,
+                                                    CFStringRef _Nullable* _Nonnull outName);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetDescription(AudioComponent inComponent,
-                                                          AudioComponentDescription* outDesc);
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetDescription(AudioComponent _Nonnull inComponent,
+                                                          AudioComponentDescription* _Nonnull outDesc);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetVersion(AudioComponent inComponent, UInt32* outVersion);
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentGetVersion(AudioComponent _Nonnull inComponent, UInt32* _Nonnull outVersion);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent inComponent, AudioComponentInstance* outInstance);
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent _Nonnull inComponent,
+                                                       AudioComponentInstance _Nullable* _Nonnull outInstance);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceDispose(AudioComponentInstance inInstance);
+AUDIOTOOLBOX_EXPORT OSStatus AudioComponentInstanceDispose(AudioComponentInstance _Nullable inInstance);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentInstanceGetComponent(AudioComponentInstance inInstance);
+AUDIOTOOLBOX_EXPORT AudioComponent _Nullable AudioComponentInstanceGetComponent(
+    AudioComponentInstance _Nonnull inInstance);
 /* [any thread] */
-AUDIOTOOLBOX_EXPORT Boolean AudioComponentInstanceCanDo(AudioComponentInstance inInstance, SInt16 inSelectorID);
+AUDIOTOOLBOX_EXPORT Boolean AudioComponentInstanceCanDo(AudioComponentInstance _Nonnull inInstance,
+                                                        SInt16 inSelectorID);
 /* [any thread] Adds a component to this process's registry, after the ones already there. */
-AUDIOTOOLBOX_EXPORT AudioComponent AudioComponentRegister(const AudioComponentDescription* inDesc, CFStringRef inName,
-                                                          UInt32 inVersion, AudioComponentFactoryFunction inFactory);
+AUDIOTOOLBOX_EXPORT AudioComponent _Nullable AudioComponentRegister(const AudioComponentDescription* _Nonnull inDesc,
+                                                                    CFStringRef _Nonnull inName, UInt32 inVersion,
+                                                                    AudioComponentFactoryFunction _Nonnull inFactory);
 
 #ifdef __cplusplus
 }

@@ -2,6 +2,12 @@
 #ifndef VENEER_PLATFORM_MUSICDEVICE_H
 #define VENEER_PLATFORM_MUSICDEVICE_H
 
+/* A system header, as the platform's are: its nullability marks (a clang
+   extension, and all or nothing per header) are checked at the calls, not here. */
+#if defined(__clang__)
+#pragma clang system_header
+#endif
+
 #include <AudioToolbox/AUComponent.h>
 
 #ifdef __cplusplus
@@ -54,15 +60,18 @@ typedef OSStatus (*MusicDeviceStopNoteProc)(void* self, MusicDeviceGroupID inGro
                                             UInt32 inOffsetSampleFrame);
 
 /* [any thread] As the other unit calls: dispatched through the unit's Lookup. */
-AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceMIDIEvent(MusicDeviceComponent inUnit, UInt32 inStatus, UInt32 inData1,
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceMIDIEvent(MusicDeviceComponent _Nonnull inUnit, UInt32 inStatus, UInt32 inData1,
                                                   UInt32 inData2, UInt32 inOffsetSampleFrame);
-AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceSysEx(MusicDeviceComponent inUnit, const UInt8* inData, UInt32 inLength);
-AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceMIDIEventList(MusicDeviceComponent inUnit, UInt32 inOffsetSampleFrame,
-                                                      const struct MIDIEventList* evtList);
-AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceStartNote(MusicDeviceComponent inUnit, MusicDeviceInstrumentID inInstrument,
-                                                  MusicDeviceGroupID inGroupID, NoteInstanceID* outNoteInstanceID,
-                                                  UInt32 inOffsetSampleFrame, const MusicDeviceNoteParams* inParams);
-AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceStopNote(MusicDeviceComponent inUnit, MusicDeviceGroupID inGroupID,
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceSysEx(MusicDeviceComponent _Nonnull inUnit, const UInt8* _Nonnull inData,
+                                              UInt32 inLength);
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceMIDIEventList(MusicDeviceComponent _Nonnull inUnit, UInt32 inOffsetSampleFrame,
+                                                      const struct MIDIEventList* _Nonnull evtList);
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceStartNote(MusicDeviceComponent _Nonnull inUnit,
+                                                  MusicDeviceInstrumentID inInstrument, MusicDeviceGroupID inGroupID,
+                                                  NoteInstanceID* _Nonnull outNoteInstanceID,
+                                                  UInt32 inOffsetSampleFrame,
+                                                  const MusicDeviceNoteParams* _Nonnull inParams);
+AUDIOTOOLBOX_EXPORT OSStatus MusicDeviceStopNote(MusicDeviceComponent _Nonnull inUnit, MusicDeviceGroupID inGroupID,
                                                  NoteInstanceID inNoteInstanceID, UInt32 inOffsetSampleFrame);
 
 #ifdef __cplusplus

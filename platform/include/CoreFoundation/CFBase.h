@@ -28,6 +28,14 @@
 #define CF_ASSUME_NONNULL_BEGIN
 #define CF_ASSUME_NONNULL_END
 
+/* The component API's pointer parameters carry the platform's nullability
+   marks: with clang, a literal null where the platform promises a pointer is
+   a -Wnonnull warning here as it is there. Other compilers have no such marks. */
+#if !defined(__clang__)
+#define _Nonnull
+#define _Nullable
+#endif
+
 /* Enumerations as the platform declares them. In C++ a CF_ENUM type is an enum
    of its own with a fixed underlying type, so an integer does not convert to
    it, and constants of two different enums do not mix silently. CF_OPTIONS
