@@ -382,13 +382,19 @@ TEST_F(VeneerHostTest, RefusesAudioThatIsNeitherMonoNorStereo) {
        {std::vector<std::string>{"render", mono, "-o", mono},
         {"render", mono, "-o", root_ + "/./mono.wav"},
         {"render", mono, "--report", mono},
-        {"render", mono, "--save-preset", PathOf("x.wav"), "-o", PathOf("x.wav")}}) {
+        {"render", mono, "--save-preset", PathOf("x.wav"), "-o", PathOf("x.wav")},
+        // Relative names, in the folder the host runs in, written two ways.
+        {"render", mono, "-o", "o.wav", "--report", "./o.wav"},
+        {"render", mono, "-o", "p.wav", "--save-preset", "./p.wav"},
+        {"render", "--fast", "-o", "d.wav", "--report", "./d.wav"}}) {
     const auto refused = Host(clash);
     EXPECT_EQ(refused.status, 2) << clash[3];
     EXPECT_NE(refused.err.find("name"), std::string::npos) << refused.err;
   }
   EXPECT_EQ(fs::last_write_time(mono), before);
-  EXPECT_FALSE(fs::exists(PathOf("x.wav")));
+  for (const char* name : {"x.wav", "o.wav", "p.wav", "d.wav"}) {
+    EXPECT_FALSE(fs::exists(PathOf(name))) << name;
+  }
 
   for (const std::vector<std::string>& bad : {std::vector<std::string>{"render", input, "--block", "0"},
                                               {"render", input, "--set", "key=12"},

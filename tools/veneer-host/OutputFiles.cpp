@@ -55,8 +55,10 @@ bool SameFile(const std::string& a, const std::string& b) {
   if (fs::exists(a, error) && fs::exists(b, error)) {
     return fs::equivalent(a, b, error);
   }
-  const fs::path first = fs::weakly_canonical(a, error);
-  const fs::path second = fs::weakly_canonical(b, error);
+  // Absolute first: a relative name whose first part does not exist yet stays
+  // as it is written, so "o.wav" and "./o.wav" would differ.
+  const fs::path first = fs::weakly_canonical(fs::absolute(a, error), error);
+  const fs::path second = fs::weakly_canonical(fs::absolute(b, error), error);
   if (first == second) {
     return true;
   }
