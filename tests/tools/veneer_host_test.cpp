@@ -525,7 +525,7 @@ TEST_F(VeneerHostTest, PresetsRoundTripAsPropertyLists) {
   ASSERT_EQ(with({"--save-preset", PathOf("new/folder/c.aupreset")}).status, 0);
   EXPECT_TRUE(fs::exists(PathOf("new/folder/c.aupreset")));
   const auto unwritable = with({"-o", PathOf("out.wav"), "--save-preset", input + "/d.aupreset"});
-  EXPECT_EQ(unwritable.status, 1);
+  EXPECT_EQ(unwritable.status, 2);
   EXPECT_NE(unwritable.err.find(input), std::string::npos) << unwritable.err;
   EXPECT_FALSE(fs::exists(PathOf("out.wav"))) << "nothing rendered";
 }
@@ -632,6 +632,40 @@ TEST_F(VeneerHostTest, ViewPrintsWhatVeneersWindowWouldShow) {
   result = Host({"view", "--module", STANDIN_BUNDLE_PATH, "--standin", "none"});
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.err.find("the unit is not Veneer"), std::string::npos) << result.err;
+}
+
+}  // namespace
+
+namespace {
+
+// Found before the first block, with the status of a bad command line: a long render is never
+// lost to an output that could not have been written.
+TEST_F(VeneerHostTest, OutputsThatCannotBeWrittenAreRefusedBeforeTheRender) {
+  const std::string input = WriteInput("in.wav", 1, 1000);
+  fs::create_directories(PathOf("folder"));
+  for (const std::vector<std::string>& bad : {std::vector<std::string>{"render", input, "-o", PathOf("x.mp3")},
+                                              {"render", input, "-o", "-"},
+                                              {"render", input, "--report", PathOf("folder")},
+                                              {"render", input, "--save-preset", PathOf("folder")},
+                                              {"render", "-o", PathOf("demo.ogg")}}) {
+    const auto refused = Host(bad);
+    EXPECT_EQ(refused.status, 2) << bad.back() << ": " << refused.err;
+    EXPECT_EQ(std::count(refused.err.begin(), refused.err.end(), '\n'), 1) << refused.err;
+    EXPECT_EQ(refused.out, "") << "nothing was rendered";
+  }
+  EXPECT_FALSE(fs::exists(PathOf("x.mp3")));
+  EXPECT_FALSE(fs::exists(PathOf("in-veneer.wav")));
+  EXPECT_TRUE(fs::is_empty(PathOf("folder")));
+
+  // An input of a type the tool reads but does not write gets a WAV beside it.
+  host::Audio audio = Read(input);
+  audio.fileFormat = 0x020006;  // AIFF, 32-bit float: an AIFC file
+  std::string error;
+  ASSERT_TRUE(host::WriteAudioFile(PathOf("take.aiff"), audio, &error)) << error;
+  fs::rename(PathOf("take.aiff"), PathOf("take.aifc"));
+  const auto rendered = Host({"render", PathOf("take.aifc"), "--fast"});
+  EXPECT_EQ(rendered.status, 0) << rendered.err;
+  EXPECT_EQ(Read(PathOf("take-veneer.wav")).Frames(), 1000U);
 }
 
 }  // namespace

@@ -88,10 +88,22 @@ std::optional<Audio> ReadAudioFile(const std::string& path, int maxChannels, std
   return audio;
 }
 
+bool CanWriteAudioTo(const std::string& path, std::string* error) {
+  if (path == "-") {
+    *error = "the audio cannot go to standard output: give a file name (.wav, .aif, .aiff or .flac)";
+    return false;
+  }
+  if (!ContainerFor(path)) {
+    *error = "cannot tell the file type of " + path + ": use .wav, .aif, .aiff or .flac";
+    return false;
+  }
+  return true;
+}
+
 bool WriteAudioFile(const std::string& path, const Audio& audio, std::string* error) {
   const std::optional<int> container = ContainerFor(path);
   if (!container) {
-    *error = "cannot tell the file type of " + path + ": use .wav, .aif, .aiff or .flac";
+    CanWriteAudioTo(path, error);
     return false;
   }
   SF_INFO info{};

@@ -21,6 +21,9 @@ struct Audio {
 // refused before their audio is read; `error` says why.
 std::optional<Audio> ReadAudioFile(const std::string& path, int maxChannels, std::string* error);
 
+// Whether `path` names a container the tool writes (by its extension); `error` says why not.
+bool CanWriteAudioTo(const std::string& path, std::string* error);
+
 // [main thread] Writes `audio` in the container the extension names (.wav, .aif/.aiff,
 // .flac), keeping the source's sample format where the container allows it.
 bool WriteAudioFile(const std::string& path, const Audio& audio, std::string* error);

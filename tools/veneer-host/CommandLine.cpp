@@ -101,7 +101,7 @@ void AddRenderOptions(CLI::App& render, RenderOptions& options) {
   render
       .add_option_function<std::string>(
           "-o,--output", [&](const std::string& path) { options.output = path; },
-          "the result (default: INPUT-veneer.EXT)")
+          "the result (default: INPUT-veneer.EXT, or .wav for a type it cannot write)")
       ->type_name("FILE");
   render
       .add_option_function<std::string>(

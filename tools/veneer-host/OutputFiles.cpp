@@ -9,6 +9,7 @@
 #include <iterator>
 #include <utility>
 
+#include "AudioFile.h"
 #include "FileAccess.h"
 
 namespace host {
@@ -73,7 +74,10 @@ std::string DefaultOutput(const std::string& input) {
   if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) {
     return input + "-veneer.wav";
   }
-  return input.substr(0, dot) + "-veneer" + input.substr(dot);
+  std::string output = input.substr(0, dot) + "-veneer" + input.substr(dot);
+  std::string unused;
+  // A type the tool reads but does not write (.aifc, .caf...): WAV instead.
+  return CanWriteAudioTo(output, &unused) ? output : input.substr(0, dot) + "-veneer.wav";
 }
 
 bool OutputsAreDistinct(const RenderOptions& options, std::string* error) {
@@ -99,8 +103,13 @@ bool OutputsAreDistinct(const RenderOptions& options, std::string* error) {
 }
 
 bool PrepareOutput(const std::string& path, std::string* error) {
-  const std::filesystem::path parent = std::filesystem::path(path).parent_path();
   std::error_code failure;
+  std::error_code unknown;  // a name that does not exist yet is the usual case
+  if (const fs::file_status status = fs::status(path, unknown); fs::exists(status) && !fs::is_regular_file(status)) {
+    *error = path + (fs::is_directory(status) ? " is a folder" : " is not a regular file") + ": give a file name";
+    return false;
+  }
+  const std::filesystem::path parent = std::filesystem::path(path).parent_path();
   if (!parent.empty()) {
     std::filesystem::create_directories(parent, failure);
   }

@@ -67,12 +67,13 @@ int RunRender(RenderOptions options) {
       return Fail(kExitUsage, text);
     }
   }
-  if (!OutputsAreDistinct(options, &error)) {
+  // Everything about the outputs is settled before the first block: none is lost after a long render.
+  if (!CanWriteAudioTo(*options.output, &error) || !OutputsAreDistinct(options, &error)) {
     return Fail(kExitUsage, error);
   }
   for (const std::optional<std::string>& path : {options.output, options.report, options.savePreset}) {
     if (path && !PrepareOutput(*path, &error)) {
-      return Fail(kExitFailure, error);
+      return Fail(kExitUsage, error);
     }
   }
 
