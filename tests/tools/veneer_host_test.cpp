@@ -178,7 +178,7 @@ TEST_F(VeneerHostTest, APlainRenderKeepsTheCompanionsFileFreshAndRendersThroughT
   // --no-companion touches nothing.
   fs::last_write_time(state, stale);
   result = Host({"render", input, "--fast", "--no-companion", "-o", PathOf("third.wav")});
-  ASSERT_EQ(result.status, 0) << result.err;
+  ASSERT_EQ(result.status, 3) << "the stale file makes Veneer bypass: " << result.err;
   EXPECT_EQ(fs::last_write_time(state), stale);
   EXPECT_NE(result.out.find("left the companion's files alone"), std::string::npos) << result.out;
   EXPECT_EQ(Host({"render", input, "--no-companion", "--set", "key=1"}).status, 2);
@@ -189,7 +189,16 @@ TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {
   const std::string input = WriteInput("in.wav", 1, 4000);
   const auto result =
       Host({"render", input, "-o", PathOf("out/dry.flac"), "--fast", "--standin", "none", "--block", "512"});
-  ASSERT_EQ(result.status, 0) << result.err;
+  // Written, and told apart from a render through the product: status 3, and why on standard error.
+  ASSERT_EQ(result.status, 3) << result.err;
+  EXPECT_NE(result.err.find("8 of 8 blocks were bypassed (see the summary): " + PathOf("out/dry.flac") +
+                            " holds Veneer's replayed block there, not the product's audio"),
+            std::string::npos)
+      << result.err;
+  // Asked for with the host's bypass switch, the same run is a success.
+  const auto asked = Host({"render", input, "-o", PathOf("out/asked.wav"), "--fast", "--standin", "none", "--bypass"});
+  EXPECT_EQ(asked.status, 0) << asked.err;
+  EXPECT_NE(asked.out.find("bypassed, the host's bypass"), std::string::npos) << asked.out;
   EXPECT_NE(result.out.find("rendered 0 of 8 blocks\n    blocks 1-8 (0.000-0.091 s): bypassed, no product"),
             std::string::npos)
       << result.out;
@@ -216,7 +225,7 @@ TEST_F(VeneerHostTest, TheSummaryTellsWhichBlocksWereBypassedAndWhy) {
   fs::last_write_time(folder + "/plugin_state.txt", fs::file_time_type::clock::now() - std::chrono::minutes(1));
   std::ofstream(folder + "/force_variant.txt") << "AutoTune 2026\n";
   const auto result = Host({"render", input, "-o", PathOf("out.wav"), "--no-companion", "--block", "1000"});
-  ASSERT_EQ(result.status, 0) << result.err;
+  ASSERT_EQ(result.status, 3) << result.err;
   EXPECT_NE(result.out.find("missing variant: \"AutoTune 2026\" was forced but is not installed; Veneer used "
                             "Stand-in: Auto-Tune Pro"),
             std::string::npos)

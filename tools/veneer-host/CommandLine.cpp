@@ -126,6 +126,8 @@ void AddRenderOptions(CLI::App& render, RenderOptions& options) {
   render.add_flag_callback(
       "--no-companion", [&] { options.playsCompanion = false; },
       "leave the companion's files alone (Veneer follows the real application)");
+  render.add_flag("--bypass", options.hostBypass,
+                  "turn the host's bypass switch on for the run (bypassed blocks then end with status 0)");
   AddParsedList(render, "--param", ParseParameter, options.parameters,
                 "set a parameter of the unit before it is initialised", "ID=VALUE");
   render
@@ -166,7 +168,8 @@ int RunCommandLine(int argc, char** argv) {
   app.require_subcommand(0, 1);
   app.footer(
       "--home DIR (anywhere on the line) uses DIR as the home folder: plug-ins and support folder.\n"
-      "exit status: 0 done, 1 the unit or a file failed, 2 bad arguments or unusable input");
+      "exit status: 0 done, 1 the unit or a file failed, 2 bad arguments or unusable input,\n"
+      "3 rendered, but Veneer bypassed blocks (its replayed block, not the product's audio) unasked");
   std::optional<std::string> home;
   app.add_option_function<std::string>(
          "--home", [&](const std::string& folder) { home = folder; },

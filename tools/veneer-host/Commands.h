@@ -11,8 +11,9 @@
 namespace host {
 
 inline constexpr int kExitOk = 0;
-inline constexpr int kExitFailure = 1;  // the unit or a file failed
-inline constexpr int kExitUsage = 2;    // bad arguments or unusable input; nothing was rendered
+inline constexpr int kExitFailure = 1;   // the unit or a file failed
+inline constexpr int kExitUsage = 2;     // bad arguments or unusable input; nothing was rendered
+inline constexpr int kExitBypassed = 3;  // rendered, but Veneer bypassed blocks that should have been processed
 
 struct ValidateOptions {
   ComponentChoice component;

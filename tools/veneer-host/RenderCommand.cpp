@@ -113,6 +113,14 @@ int RunRender(RenderOptions options) {
     if (options.loadPreset && !LoadPreset(session->Unit(), *options.loadPreset, &error)) {
       return Fail(kExitUsage, error);
     }
+    if (options.hostBypass) {
+      const UInt32 on = 1;
+      if (const OSStatus status = AudioUnitSetProperty(session->Unit(), kAudioUnitProperty_BypassEffect,
+                                                       kAudioUnitScope_Global, 0, &on, sizeof on);
+          status != noErr) {
+        return Fail(kExitFailure, "the unit refused the bypass switch with " + std::to_string(status));
+      }
+    }
     for (const auto& [id, value] : options.parameters) {
       if (const OSStatus status = AudioUnitSetParameter(session->Unit(), id, kAudioUnitScope_Global, 0, value, 0);
           status != noErr) {
@@ -207,7 +215,20 @@ int RunRender(RenderOptions options) {
     }
     std::cout << "report written to " << *options.report << "\n";
   }
-  return outcome.stats.failedBlocks == 0 ? kExitOk : kExitFailure;
+  if (outcome.stats.failedBlocks != 0) {
+    return kExitFailure;
+  }
+  // Audio that did not go through the product is not a success, unless it was asked for.
+  std::size_t bypassed = 0;
+  for (const BlockRun& run : facts.blockRuns) {
+    bypassed += run.throughInner ? 0 : run.lastBlock - run.firstBlock + 1;
+  }
+  if (bypassed > 0 && !options.hostBypass) {
+    return Fail(kExitBypassed, std::to_string(bypassed) + " of " + std::to_string(outcome.pulledInput.size()) +
+                                   " blocks were bypassed (see the summary): " + *options.output +
+                                   " holds Veneer's replayed block there, not the product's audio");
+  }
+  return kExitOk;
 }
 
 }  // namespace host

@@ -31,6 +31,8 @@ struct RenderOptions {
   bool progress = true;
   // Plays the companion application (the heartbeat) unless --no-companion leaves the link alone.
   bool playsCompanion = true;
+  // --bypass: the host's bypass switch on for the run, so bypassed blocks are what was asked for.
+  bool hostBypass = false;
 
   // Whether this run sends settings of its own.
   [[nodiscard]] bool SendsSettings() const { return !settings.empty() || !timedSettings.empty(); }
