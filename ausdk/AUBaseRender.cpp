@@ -139,6 +139,8 @@ OSStatus AUBase::RenderErrorExit(OSStatus err, AudioUnitRenderActionFlags& ioAct
   LogError("  from %s, render err: %d", mLogString.c_str(), static_cast<int>(err));
   NoteRenderError(err);
   if (mRenderCallbacksTouched.load(std::memory_order_acquire)) {
+    // Notifications added since the last render count here too, a refused first render included.
+    mRenderCallbacks.Update();
     CallRenderNotifications(PostRenderFlags(ioActionFlags, err), inTimeStamp, inBusNumber, inFramesToProcess, ioData);
   }
   mParamEventList.clear();

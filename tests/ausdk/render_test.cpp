@@ -238,8 +238,10 @@ TEST_F(RenderTest, ChecksRunInOrderUninitializedFirstAndAMissingBusIsRefusedQuie
   EXPECT_EQ(quiet.Finish(), "");
   EXPECT_TRUE(log.flags.empty());
   EXPECT_EQ(ReadLastRenderError(unit_), noErr);
-  // Too many frames is found before the missing bus and the buffer count.
+  // Too many frames is found before the missing bus and the buffer count. A notification
+  // added before any render has run hears of that refusal too.
   EXPECT_EQ(RenderAt(unit_, 0, kMaxFrames + 1, mono.get(), 7), kAudioUnitErr_TooManyFramesToProcess);
+  EXPECT_EQ(log.flags, (std::vector<AudioUnitRenderActionFlags>{kPostError}));
   ASSERT_EQ(AudioUnitUninitialize(unit_), noErr);
   testsupport::LogCapture capture;
   EXPECT_EQ(RenderAt(unit_, 0, kMaxFrames + 1, mono.get(), 7), kAudioUnitErr_Uninitialized);

@@ -191,9 +191,10 @@ TEST_F(VeneerHostTest, WithoutAProductEveryBlockTakesThePassThroughPath) {
       Host({"render", input, "-o", PathOf("out/dry.flac"), "--fast", "--standin", "none", "--block", "512"});
   // Written, and told apart from a render through the product: status 3, and why on standard error.
   ASSERT_EQ(result.status, 3) << result.err;
-  EXPECT_NE(result.err.find("8 of 8 blocks were bypassed (see the summary): " + PathOf("out/dry.flac") +
-                            " holds Veneer's replayed block there, not the product's audio"),
-            std::string::npos)
+  EXPECT_NE(
+      result.err.find("8 of 8 blocks did not go through the product (see the summary): " + PathOf("out/dry.flac") +
+                      " holds Veneer's replayed block or the dry input there, not the product's audio"),
+      std::string::npos)
       << result.err;
   // Asked for with the host's bypass switch, the same run is a success.
   const auto asked = Host({"render", input, "-o", PathOf("out/asked.wav"), "--fast", "--standin", "none", "--bypass"});
@@ -675,6 +676,39 @@ TEST_F(VeneerHostTest, OutputsThatCannotBeWrittenAreRefusedBeforeTheRender) {
   const auto rendered = Host({"render", PathOf("take.aifc"), "--fast"});
   EXPECT_EQ(rendered.status, 0) << rendered.err;
   EXPECT_EQ(Read(PathOf("take-veneer.wav")).Frames(), 1000U);
+}
+
+}  // namespace
+
+namespace {
+
+// Veneer lets its product render at most 4096 frames: a larger block is refused by the product,
+// and Veneer plays it dry. Such blocks do not count as rendered through the product.
+TEST_F(VeneerHostTest, BlocksTheProductRefusedAreCountedDry) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
+  if (!kHostHasStandIns) {
+    GTEST_SKIP() << "no stand-in product in veneer-host here";
+  }
+  const std::string input = WriteInput("in.wav", 1, 20000);
+  const auto result = Host({"render", input, "-o", PathOf("out.wav"), "--fast", "--block", "8192"});
+  EXPECT_EQ(result.status, 3) << result.err;
+  EXPECT_EQ(result.err.rfind("veneer-host render: warning: Veneer lets its product render at most 4096 frames at a "
+                             "time; blocks of 8192 frames that exceed it are played dry (the input unchanged)\n",
+                             0),
+            0U)
+      << "warned before the render: " << result.err;
+  EXPECT_NE(result.out.find("rendered 1 of 3 blocks\n"
+                            "    blocks 1-2 (0.000-0.372 s): dry input, the product refused to render the block\n"
+                            "    blocks 3-3 (0.372-0.454 s): through the inner unit\n"),
+            std::string::npos)
+      << result.out;
+  // The report matches the audio: the dry input, then the product's gain.
+  const host::Audio in = Read(input);
+  const host::Audio out = Read(PathOf("out.wav"));
+  ASSERT_EQ(out.Frames(), 20000U);
+  for (std::size_t i = 0; i < 20000; ++i) {
+    ASSERT_EQ(out.channels[0][i], i < 16384 ? in.channels[0][i] : in.channels[0][i] * standin::kGain) << i;
+  }
 }
 
 }  // namespace

@@ -30,6 +30,11 @@ std::vector<BlockRun> ClassifyBlocks(const RenderOutcome& outcome, std::size_t b
       cause = outcome.causes.empty() ? BypassCause::kNone : outcome.causes.front().cause;
       through = cause == BypassCause::kNone;
     }
+    // Read by Veneer, but refused by its product: the dry input, not the product's audio.
+    if (through && block < outcome.innerRefused.size() && outcome.innerRefused[block]) {
+      through = false;
+      cause = BypassCause::kProductRefused;
+    }
     if (!runs.empty() && runs.back().throughInner == through && runs.back().cause == cause) {
       runs.back().lastBlock = block;
     } else {
@@ -51,6 +56,8 @@ std::string CauseText(BypassCause cause) {
       return "companion gone: the heartbeat (settings file) is 10 s old or more";
     case BypassCause::kQuitMarker:
       return "companion gone: quit marker appRunning=0";
+    case BypassCause::kProductRefused:
+      return "the product refused to render the block";
     case BypassCause::kNone:
       break;
   }

@@ -113,6 +113,12 @@ int RunRender(RenderOptions options) {
     if (options.loadPreset && !LoadPreset(session->Unit(), *options.loadPreset, &error)) {
       return Fail(kExitUsage, error);
     }
+    if (const UInt32 largest = std::max(options.blockFrames, options.maxFrames);
+        largest > kVeneerProductFrames && HandsOutInnerUnit(session->Unit())) {
+      std::cerr << "veneer-host render: warning: Veneer lets its product render at most " << kVeneerProductFrames
+                << " frames at a time; blocks of " << options.blockFrames
+                << " frames that exceed it are played dry (the input unchanged)\n";
+    }
     if (options.hostBypass) {
       const UInt32 on = 1;
       if (const OSStatus status = AudioUnitSetProperty(session->Unit(), kAudioUnitProperty_BypassEffect,
@@ -225,8 +231,8 @@ int RunRender(RenderOptions options) {
   }
   if (bypassed > 0 && !options.hostBypass) {
     return Fail(kExitBypassed, std::to_string(bypassed) + " of " + std::to_string(outcome.pulledInput.size()) +
-                                   " blocks were bypassed (see the summary): " + *options.output +
-                                   " holds Veneer's replayed block there, not the product's audio");
+                                   " blocks did not go through the product (see the summary): " + *options.output +
+                                   " holds Veneer's replayed block or the dry input there, not the product's audio");
   }
   return kExitOk;
 }

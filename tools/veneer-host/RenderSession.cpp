@@ -35,6 +35,7 @@ RenderSession::RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFra
   output_.channels.assign(input.channels.size(), std::vector<float>(input.Frames()));
   outputList_->mNumberBuffers = static_cast<UInt32>(input.channels.size());
   pulledInput_.reserve((input.Frames() + blockFrames - 1) / blockFrames);
+  innerRefused_.reserve(pulledInput_.capacity());
 }
 
 std::unique_ptr<RenderSession> RenderSession::Open(AudioComponent component, const Audio& input, UInt32 blockFrames,
@@ -137,10 +138,12 @@ void RenderSession::RenderAll(bool realTime, RenderGate& gate) {
     timeStamp.mSampleTime = static_cast<Float64>(renderPosition_);
     AudioUnitRenderActionFlags flags = 0;
     const std::size_t pullsBefore = pulls_;
+    const std::uint64_t failuresBefore = innerFailures_.load(std::memory_order_relaxed);
     const Clock::time_point before = Clock::now();
     const OSStatus status = AudioUnitRender(unit_, &flags, &timeStamp, 0, frames, outputList_.get());
     const double ms = std::chrono::duration<double, std::milli>(Clock::now() - before).count();
     pulledInput_.push_back(pulls_ != pullsBefore);
+    innerRefused_.push_back(innerFailures_.load(std::memory_order_relaxed) != failuresBefore);
 
     ++stats_.blocks;
     stats_.totalMs += ms;
@@ -195,11 +198,28 @@ void RenderSession::Observe(RenderOutcome& outcome, const std::function<BypassCa
   }
 }
 
+OSStatus RenderSession::InnerRendered(void* refCon, AudioUnitRenderActionFlags* flags,
+                                      const AudioTimeStamp* /*timeStamp*/, UInt32 /*bus*/, UInt32 /*frames*/,
+                                      AudioBufferList* /*data*/) {
+  if (flags != nullptr && (*flags & kAudioUnitRenderAction_PostRenderError) != 0) {
+    auto* self = static_cast<RenderSession*>(refCon);
+    self->innerFailures_.fetch_add(1, std::memory_order_relaxed);
+  }
+  return noErr;
+}
+
 RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::function<void(std::size_t)>& tick,
                                  const std::function<bool()>& keepWaiting,
                                  const std::function<BypassCause()>& companionCause) {
   RenderOutcome outcome;
   Observe(outcome, companionCause);
+  // Whether Veneer's product renders each block, as the product itself tells it.
+  AudioUnit inner = nullptr;
+  UInt32 size = sizeof inner;
+  if (AudioUnitGetProperty(unit_, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) != noErr ||
+      (inner != nullptr && AudioUnitAddRenderNotify(inner, InnerRendered, this) != noErr)) {
+    inner = nullptr;
+  }
   std::thread renderThread([this, realTime, &gate] { RenderAll(realTime, gate); });
   while (!finished_.load(std::memory_order_acquire)) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
@@ -207,6 +227,9 @@ RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::fun
     tick(framesDone_.load(std::memory_order_acquire));
   }
   renderThread.join();
+  if (inner != nullptr) {
+    AudioUnitRemoveRenderNotify(inner, InnerRendered, this);
+  }
   while (!stop_.load(std::memory_order_relaxed) && keepWaiting()) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
     Observe(outcome, companionCause);
@@ -215,6 +238,7 @@ RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::fun
   outcome.stats = stats_;
   outcome.output = std::move(output_);
   outcome.pulledInput = std::move(pulledInput_);
+  outcome.innerRefused = std::move(innerRefused_);
   outcome.stopped = stop_.load(std::memory_order_relaxed);
   outcome.framesRendered = renderPosition_;
   return outcome;

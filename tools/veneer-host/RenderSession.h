@@ -31,7 +31,15 @@ struct BlockStats {
 };
 
 // Why Veneer takes its bypass path, as far as the host can tell.
-enum class BypassCause { kNone, kHost, kNoProduct, kCompanionMissing, kCompanionStale, kQuitMarker };
+enum class BypassCause {
+  kNone,
+  kHost,
+  kNoProduct,
+  kCompanionMissing,
+  kCompanionStale,
+  kQuitMarker,
+  kProductRefused,  // the inner unit was asked and failed the block: Veneer played the dry input
+};
 
 struct CauseChange {
   std::size_t frame;  // rendered when the cause was seen
@@ -49,6 +57,9 @@ struct RenderOutcome {
   // Per block: whether the unit read the host's audio in it. Veneer reads it only when its
   // inner unit renders, and on the very first block of an instance.
   std::vector<bool> pulledInput;
+  // Per block: whether Veneer's inner unit was asked to render it and failed (seen through a
+  // render notification on the inner unit); Veneer then plays the dry input.
+  std::vector<bool> innerRefused;
   // Stopped before the end (Ctrl-C); the output holds silence past the frames rendered.
   bool stopped = false;
   std::size_t framesRendered = 0;
@@ -93,6 +104,9 @@ class RenderSession {
   // [render thread] The unit's input: the file's samples from the current position.
   static OSStatus ProvideInput(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
                                UInt32 bus, UInt32 frames, AudioBufferList* data);
+  // [render thread] The inner unit's render notification: counts its failed renders.
+  static OSStatus InnerRendered(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
+                                UInt32 bus, UInt32 frames, AudioBufferList* data);
   // [main thread] Notes when the inner unit first shows, and what would make the unit bypass.
   void Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause) const;
 
@@ -105,6 +119,8 @@ class RenderSession {
   std::size_t renderPosition_ = 0;  // render thread's
   std::size_t pulls_ = 0;           // render thread's: calls for the host's audio
   std::vector<bool> pulledInput_;   // render thread's until it is joined; reserved in advance
+  std::vector<bool> innerRefused_;  // the same
+  std::atomic<std::uint64_t> innerFailures_{0};
   std::atomic<std::size_t> framesDone_{0};
   std::atomic<bool> finished_{false};
   std::atomic<bool> stop_{false};

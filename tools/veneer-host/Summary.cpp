@@ -59,8 +59,11 @@ void PrintInner(std::ostream& out, const RunFacts& facts) {
   for (const BlockRun& run : facts.blockRuns) {
     out << "    blocks " << run.firstBlock + 1 << "-" << run.lastBlock + 1 << " ("
         << Seconds(facts, run.firstBlock * facts.blockFrames) << "-"
-        << Seconds(facts, (run.lastBlock + 1) * facts.blockFrames)
-        << " s): " << (run.throughInner ? "through the inner unit" : "bypassed, " + CauseText(run.cause)) << "\n";
+        << Seconds(facts, (run.lastBlock + 1) * facts.blockFrames) << " s): "
+        << (run.throughInner                            ? "through the inner unit"
+            : run.cause == BypassCause::kProductRefused ? "dry input, " + CauseText(run.cause)
+                                                        : "bypassed, " + CauseText(run.cause))
+        << "\n";
   }
 }
 

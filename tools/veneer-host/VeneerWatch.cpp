@@ -57,6 +57,12 @@ void AwaitFirstLinkPass(AudioUnit unit, const companion::SupportFolder& folder,
   }
 }
 
+bool HandsOutInnerUnit(AudioUnit unit) {
+  UInt32 size = 0;
+  Boolean writable = false;
+  return AudioUnitGetPropertyInfo(unit, kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &size, &writable) == noErr;
+}
+
 bool HasInnerUnit(AudioUnit unit) {
   AudioUnit inner = nullptr;
   UInt32 size = sizeof inner;

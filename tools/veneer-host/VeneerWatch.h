@@ -27,6 +27,12 @@ void NoteMissingVariant(const companion::SupportFolder& folder, const PluginLog&
 void AwaitFirstLinkPass(AudioUnit unit, const companion::SupportFolder& folder,
                         std::filesystem::file_time_type initialized);
 
+// The most frames Veneer asks of its product in one render (its inner unit's maximum frames per slice).
+inline constexpr UInt32 kVeneerProductFrames = 4096;
+
+// [main thread] Whether the unit is Veneer (it answers the inner-unit property), with or without a product.
+bool HandsOutInnerUnit(AudioUnit unit);
+
 // [main thread] Whether the unit is Veneer holding an inner unit: only then are settings applied.
 bool HasInnerUnit(AudioUnit unit);
 
