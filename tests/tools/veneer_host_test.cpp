@@ -712,3 +712,37 @@ TEST_F(VeneerHostTest, BlocksTheProductRefusedAreCountedDry) {
 }
 
 }  // namespace
+
+namespace {
+
+// A WAV whose header and data disagree is read as far as it goes, with a warning that says so.
+TEST_F(VeneerHostTest, AWavHeaderThatDisagreesWithItsDataIsNamed) {
+  const std::string input = WriteInput("whole.wav", 1, 4000);
+  const auto size = fs::file_size(input);
+  fs::copy_file(input, PathOf("cut.wav"));
+  fs::resize_file(PathOf("cut.wav"), size - 4000);  // a writer that died: 1000 frames of floats missing
+  fs::copy_file(input, PathOf("long.wav"));
+  std::ofstream(PathOf("long.wav"), std::ios::app | std::ios::binary) << std::string(600, '\0');  // no chunk
+
+  const auto whole = Host({"render", input, "--fast", "--bypass", "-o", PathOf("a.wav")});
+  EXPECT_EQ(whole.status, 0) << whole.err;
+  EXPECT_EQ(whole.err.find("warning"), std::string::npos) << whole.err;
+
+  const auto cut = Host({"render", PathOf("cut.wav"), "--fast", "--bypass", "-o", PathOf("b.wav")});
+  EXPECT_EQ(cut.status, 0) << cut.err;
+  EXPECT_NE(cut.err.find("warning: " + PathOf("cut.wav") +
+                         ": the header claims 4000 frames of audio, the file holds 3000 (cut short): read 3000\n"),
+            std::string::npos)
+      << cut.err;
+  EXPECT_EQ(Read(PathOf("b.wav")).Frames(), 3000U);
+
+  const auto longer = Host({"render", PathOf("long.wav"), "--fast", "--bypass", "-o", PathOf("c.wav")});
+  EXPECT_EQ(longer.status, 0) << longer.err;
+  EXPECT_NE(longer.err.find("warning: " + PathOf("long.wav") +
+                            ": the header claims 4000 frames of audio, the file holds 600 bytes more after them: "
+                            "read 4000, the rest left out\n"),
+            std::string::npos)
+      << longer.err;
+}
+
+}  // namespace

@@ -19,6 +19,7 @@
 #include "Summary.h"
 #include "TestSignal.h"
 #include "VeneerWatch.h"
+#include "WavHeader.h"
 
 namespace host {
 
@@ -48,6 +49,9 @@ int RunRender(RenderOptions options) {
       return Fail(kExitUsage, error);
     }
     input = std::move(*audio);
+    if (const auto mismatch = WavHeaderMismatch(*options.input, input.Frames())) {
+      std::cerr << "veneer-host render: warning: " << *options.input << ": " << *mismatch << "\n";
+    }
     if (!options.output) {
       options.output = DefaultOutput(*options.input);
     }
