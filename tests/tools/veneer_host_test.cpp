@@ -746,3 +746,41 @@ TEST_F(VeneerHostTest, AWavHeaderThatDisagreesWithItsDataIsNamed) {
 }
 
 }  // namespace
+
+namespace {
+
+// Another host with its own Veneer on the same support folder applies what this run sends: the
+// run says so, and lists each of Veneer's lines once.
+TEST_F(VeneerHostTest, TwoHostsOnOneSupportFolderAreToldOfEachOther) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
+  if (!kHostHasStandIns) {
+    GTEST_SKIP() << "no stand-in product in veneer-host here";
+  }
+  const std::string longer = WriteInput("other.wav", 1, 4 * 44100);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  const pid_t other =
+      Spawn({"render", longer, "-o", PathOf("other-out.wav"), "--module", VENEER_BUNDLE_PATH}, &actions);
+  posix_spawn_file_actions_destroy(&actions);
+  ASSERT_GT(other, 0);
+  std::this_thread::sleep_for(std::chrono::seconds(1));  // its Veneer is up
+
+  const auto result = Host({"render", WriteInput("this.wav", 1, 2 * 44100), "--set", "key=3", "-o", PathOf("out.wav")});
+  int status = 0;
+  waitpid(other, &status, 0);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.err.find("warning: another Veneer applied the settings sent too: another host shares the support "
+                            "folder"),
+            std::string::npos)
+      << result.err;
+  std::size_t lines = 0;
+  for (std::size_t at = result.out.find("] ipc# 2 "); at != std::string::npos;
+       at = result.out.find("] ipc# 2 ", at + 1)) {
+    ++lines;
+  }
+  EXPECT_EQ(lines, 1U) << result.out;
+}
+
+}  // namespace

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <set>
 
 #include "FileAccess.h"
 #include "PluginState.h"
@@ -206,7 +207,22 @@ bool CompanionRole::Touch(std::string* error) const {
   return !failure;
 }
 
-std::vector<std::string> CompanionRole::AppliedLines() const { return log_.NewLinesWith("] ipc# "); }
+std::vector<std::string> CompanionRole::AppliedLines() const {
+  // One line per counter: a second one for the same counter is another Veneer's.
+  std::vector<std::string> once;
+  std::set<std::string> counters;
+  for (std::string& line : log_.NewLinesWith("] ipc# ")) {
+    const std::size_t at = line.find("] ipc# ") + 7;
+    if (counters.insert(line.substr(at, line.find(' ', at) - at)).second) {
+      once.push_back(std::move(line));
+    }
+  }
+  return once;
+}
+
+bool CompanionRole::AppliedByAnotherVeneer() const {
+  return log_.NewLinesWith("] ipc# ").size() > AppliedLines().size();
+}
 
 std::vector<std::string> DescribeSupportFolder(const companion::SupportFolder& folder) {
   std::vector<std::string> lines;

@@ -62,8 +62,11 @@ class CompanionRole {
   [[nodiscard]] bool AwaitingApplication();
   // [main thread] What was sent, and when it was applied.
   [[nodiscard]] const std::vector<SentSettings>& Sent() const { return sent_; }
-  // [main thread] The "ipc# ..." lines logged since this run began.
+  // [main thread] The "ipc# ..." lines logged since this run began, the first one of each counter.
   [[nodiscard]] std::vector<std::string> AppliedLines() const;
+  // [main thread] Whether a settings file was applied more than once: by another Veneer, in
+  // another host, that shares this support folder (this process holds one).
+  [[nodiscard]] bool AppliedByAnotherVeneer() const;
 
   [[nodiscard]] const companion::SupportFolder& Folder() const { return folder_; }
 

@@ -211,6 +211,12 @@ int RunRender(RenderOptions options) {
   if (companionRole) {
     facts.sent = companionRole->Sent();
     facts.applied = companionRole->AppliedLines();
+    if (companionRole->AppliedByAnotherVeneer()) {
+      std::cerr << "veneer-host render: warning: another Veneer applied the settings sent too: another host shares "
+                   "the support folder "
+                << companionRole->Folder().Path()
+                << ", so this run steered its audio and its companion steers this one\n";
+    }
   }
   if (folder) {
     facts.supportFolder = folder->Path();
