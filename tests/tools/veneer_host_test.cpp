@@ -8,6 +8,7 @@
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include "InstalledProducts.h"
@@ -432,7 +433,7 @@ TEST_F(VeneerHostTest, AFailedWriteLeavesTheOldFilesWhole) {
   // A file-size limit stands in for a full disk: writes past it fail with EFBIG.
   const std::vector<std::string> args{"/bin/sh",
                                       "-c",
-                                      "trap '' XFSZ; ulimit -f 64; exec \"$0\" \"$@\"",
+                                      "ulimit -f 64; exec \"$0\" \"$@\"",
                                       VENEER_HOST_PATH,
                                       "render",
                                       input,
@@ -445,6 +446,7 @@ TEST_F(VeneerHostTest, AFailedWriteLeavesTheOldFilesWhole) {
   const auto result = testsupport::RunProgram(args, {"HOME=" + root_ + "/home"}, root_);
   EXPECT_EQ(result.status, 1) << result.err;
   EXPECT_NE(result.err.find("cannot write " + PathOf("out.wav")), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("nothing was written (" + PathOf("out.wav") + ")"), std::string::npos) << result.err;
   std::ifstream file(PathOf("out.wav"));
   EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(file), {}) == "the old file\n") << "replaced";
   for (const auto& entry : fs::directory_iterator(root_)) {
@@ -553,50 +555,6 @@ TEST_F(VeneerHostTest, TheEmbeddedDemoWritesItsResultAndReport) {
   EXPECT_NE(text.find("the embedded demo voice"), std::string::npos) << text;
   EXPECT_NE(text.find("before the run: seq 1 key=9 scale=1"), std::string::npos) << text;
   EXPECT_NE(text.find("ipc# 2 mode=0.000000 retune=0.400000"), std::string::npos) << "the change half-way applied";
-}
-
-}  // namespace
-
-namespace {
-
-TEST_F(VeneerHostTest, ValidationPassesVeneerAndFailsAUnitThatAnswersLittle) {
-  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
-  if (kHostHasStandIns) {
-    const auto veneer = Host({"validate", "--set", "key=2"});
-    EXPECT_EQ(veneer.status, 0) << veneer.out << veneer.err;
-    EXPECT_EQ(veneer.err, "") << "an expected failure's log stays out of the report";
-    for (const char* line :
-         {"validation PASSED: 20 passed, 0 failed", "PASS  render above the maximum frames: refused with -10874",
-          "PASS  required properties: 9 properties: input format, output format, sample rate",
-          "PASS  render 512 frames at 44100 Hz: 8 blocks, the output finite and following the input",
-          "PASS  host bypass: bypassed and then not, the output follows the input"}) {
-      EXPECT_NE(veneer.out.find(line), std::string::npos) << line << "\n" << veneer.out;
-    }
-    std::size_t rendered = 0;
-    std::size_t counted = 0;
-    ASSERT_EQ(std::sscanf(veneer.out.substr(veneer.out.find("inner unit: rendered ")).c_str(),
-                          "inner unit: rendered %zu of %zu", &rendered, &counted),
-              2)
-        << veneer.out;
-    EXPECT_EQ(rendered, counted) << "the companion alive, every block went through the product";
-    EXPECT_GT(counted, 50U);
-  }
-
-  // Without a product every block is bypassed, and a bypassed Veneer replays its last block:
-  // after the maximum frames grow, the longer blocks are not the input.
-  const auto bypassed = Host({"validate", "--set", "key=2", "--standin", "none"});
-  EXPECT_EQ(bypassed.status, 1);
-  EXPECT_NE(bypassed.out.find("inner unit: rendered 0 of "), std::string::npos) << bypassed.out;
-  EXPECT_NE(bypassed.out.find("FAIL  maximum frames changed between renders: the output of block 1 does not follow"),
-            std::string::npos)
-      << bypassed.out;
-
-  const auto bare = Host({"validate", "--module", BARE_MODULE_PATH, "--factory", "BundleTestFactory", "--component",
-                          "aufx:Bare:Test", "--standin", "none"});
-  EXPECT_EQ(bare.status, 1);
-  EXPECT_NE(bare.out.find("FAIL  required properties"), std::string::npos) << bare.out;
-  EXPECT_NE(bare.out.find("validation FAILED"), std::string::npos);
-  EXPECT_EQ(bare.out.find("inner unit:"), std::string::npos) << "only Veneer has an inner unit";
 }
 
 }  // namespace
@@ -781,6 +739,263 @@ TEST_F(VeneerHostTest, TwoHostsOnOneSupportFolderAreToldOfEachOther) {
     ++lines;
   }
   EXPECT_EQ(lines, 1U) << result.out;
+}
+
+}  // namespace
+
+namespace {
+
+// A render in the background with its standard output and error in files.
+struct Background {
+  pid_t pid = -1;
+  std::string out;
+  std::string err;
+};
+
+// Whether `folder` holds a hidden file, as a write in progress leaves one.
+bool HoldsHiddenFile(const std::string& folder) {
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    if (entry.path().filename().string()[0] == '.') {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool AwaitHiddenFile(const std::string& folder) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!HoldsHiddenFile(folder)) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+std::string Contents(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class VeneerHostRunTest : public VeneerHostTest {
+ protected:
+  Background Start(const std::vector<std::string>& args) const {
+    Background run;
+    run.out = PathOf("stdout.txt");
+    run.err = PathOf("stderr.txt");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, run.out.c_str(), O_WRONLY | O_CREAT, 0644);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, run.err.c_str(), O_WRONLY | O_CREAT, 0644);
+    std::vector<std::string> full = args;
+    full.insert(full.end(), {"--no-progress", "--module", VENEER_BUNDLE_PATH});
+    run.pid = Spawn(full, &actions);
+    posix_spawn_file_actions_destroy(&actions);
+    return run;
+  }
+};
+
+TEST_F(VeneerHostRunTest, AStopInAnyPhaseEndsTheSameWayAndLeavesNothingBehind) {
+  const std::string input = WriteInput("in.wav", 2, 20 * 44100);
+  const std::vector<std::string> args{"render",
+                                      input,
+                                      "-o",
+                                      PathOf("out.wav"),
+                                      "--report",
+                                      PathOf("out.txt"),
+                                      "--save-preset",
+                                      PathOf("take.aupreset")};
+  const std::string notWritten =
+      "nothing was written (" + PathOf("out.wav") + ", " + PathOf("out.txt") + ", " + PathOf("take.aupreset") + ")";
+
+  // As soon as the companion's file is written: the unit is being set up, or has just begun.
+  Background early = Start(args);
+  ASSERT_GT(early.pid, 0);
+  const std::string settings = root_ + "/home/Library/Application Support/Tonvale/plugin_state.txt";
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!fs::exists(settings) && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  kill(early.pid, SIGTERM);
+  int status = 0;
+  waitpid(early.pid, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status)) << "ended by the signal instead of stopping";
+  EXPECT_EQ(WEXITSTATUS(status), 1);
+  const std::string said = Contents(early.err);
+  EXPECT_NE(said.find("veneer-host render: interrupted "), std::string::npos) << said;
+  EXPECT_NE(said.find(notWritten), std::string::npos) << said;
+  EXPECT_FALSE(HoldsHiddenFile(root_));
+
+  // While rendering and writing: the same, and a second signal ends the process at once,
+  // taking the file being written with it.
+  for (const bool second : {false, true}) {
+    Background run = Start(args);
+    ASSERT_GT(run.pid, 0);
+    ASSERT_TRUE(AwaitHiddenFile(root_)) << "the output is written as the render goes";
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    kill(run.pid, SIGINT);
+    if (second) {
+      kill(run.pid, SIGTERM);
+    }
+    waitpid(run.pid, &status, 0);
+    if (second) {
+      // Two threads may take the two signals at once: either may be the second.
+      EXPECT_TRUE(WIFSIGNALED(status) && (WTERMSIG(status) == SIGTERM || WTERMSIG(status) == SIGINT))
+          << status << " " << Contents(run.err);
+    } else {
+      ASSERT_TRUE(WIFEXITED(status));
+      EXPECT_EQ(WEXITSTATUS(status), 1);
+      const std::string stopped = Contents(run.err);
+      EXPECT_NE(stopped.find("veneer-host render: interrupted after "), std::string::npos) << stopped;
+      EXPECT_NE(stopped.find("of 20.00 s of audio; the unit was uninitialised and closed; " + notWritten),
+                std::string::npos)
+          << stopped;
+    }
+    EXPECT_FALSE(HoldsHiddenFile(root_)) << (second ? "after a second signal" : "after one signal");
+    EXPECT_FALSE(fs::exists(PathOf("out.wav")));
+    EXPECT_FALSE(fs::exists(PathOf("out.txt")));
+  }
+}
+
+TEST_F(VeneerHostRunTest, MemoryDoesNotGrowWithTheLengthOfTheFile) {
+  const auto peakMemory = [&](const std::string& input) {
+    Background run = Start({"render", input, "--fast", "-o", PathOf("out.wav")});
+    int status = 0;
+    rusage usage{};
+    wait4(run.pid, &status, 0, &usage);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << Contents(run.err);
+    return static_cast<double>(usage.ru_maxrss);
+  };
+  // Both inputs written in pieces: on Linux a spawned child's peak counts this process's
+  // peak before the child's exec.
+  const auto writeInput = [&](const std::string& name, std::size_t frames) {
+    std::string error;
+    const auto writer = host::AudioFileWriter::Create(PathOf(name), {44100, 2, 0x010006}, &error);
+    EXPECT_NE(writer, nullptr) << error;
+    std::vector<float> left(4096);
+    std::vector<float> right(4096);
+    const float* channels[] = {left.data(), right.data()};
+    for (std::size_t done = 0; writer != nullptr && done < frames; done += left.size()) {
+      for (std::size_t i = 0; i < left.size(); ++i) {
+        left[i] = 0.5F * std::sin(0.01F * static_cast<float>((done + i) % 62832));
+        right[i] = 0.001F * static_cast<float>((done + i) % 997);
+      }
+      EXPECT_TRUE(writer->Write(channels, std::min(left.size(), frames - done), &error)) << error;
+    }
+    EXPECT_TRUE(writer != nullptr && writer->Commit(&error)) << error;
+    return PathOf(name);
+  };
+  const double shortRun = peakMemory(writeInput("short.wav", 44100));
+  // Two minutes of stereo: 42 MB as floats, every ring the render uses wrapped many times.
+  const std::string longInput = writeInput("long.wav", 120 * 44100);
+  const double longRun = peakMemory(longInput);
+#if defined(__APPLE__)
+  constexpr double kUnit = 1024.0 * 1024.0;  // bytes
+#else
+  constexpr double kUnit = 1024.0;  // kilobytes
+#endif
+  EXPECT_LT(longRun - shortRun, 8.0 * kUnit)
+      << "peak memory " << shortRun / kUnit << " MB for one second, " << longRun / kUnit << " MB for two minutes";
+  if (kHostHasStandIns && testsupport::InstalledProducts().empty()) {
+    const host::Audio in = Read(longInput);
+    const host::Audio out = Read(PathOf("out.wav"));
+    ASSERT_EQ(out.Frames(), in.Frames());
+    for (std::size_t c = 0; c < 2; ++c) {
+      for (std::size_t i = 0; i < in.Frames(); ++i) {
+        ASSERT_EQ(out.channels[c][i], in.channels[c][i] * standin::kGain) << "channel " << c << " frame " << i;
+      }
+    }
+  }
+}
+
+TEST_F(VeneerHostRunTest, BypassedBlocksAreLabelledWithTheCauseInForceThen) {
+  SKIP_WHERE_PRODUCTS_ARE_INSTALLED();
+  if (!kHostHasStandIns) {
+    GTEST_SKIP() << "no stand-in product in veneer-host here";
+  }
+  // The application gone at the start; back after a second; quitting two seconds later.
+  // Veneer notices each within its one-second cycle, the host at once, so for a moment after
+  // the return Veneer still bypasses with no cause the host can see.
+  const std::string folder = root_ + "/home/Library/Application Support/Tonvale";
+  fs::create_directories(folder);
+  const std::string settings = folder + "/plugin_state.txt";
+  std::ofstream(settings) << "seq=3\nappRunning=1\n";
+  fs::last_write_time(settings, fs::file_time_type::clock::now() - std::chrono::minutes(1));
+  Background run = Start({"render", WriteInput("in.wav", 1, 5 * 44100), "-o", PathOf("out.wav"), "--no-companion"});
+  ASSERT_GT(run.pid, 0);
+  ASSERT_TRUE(AwaitHiddenFile(root_));
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  std::ofstream(settings) << "seq=4\nappRunning=1\n";
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  std::ofstream(settings) << "seq=5\nappRunning=0\n";
+  int status = 0;
+  waitpid(run.pid, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status)) << Contents(run.err);
+  EXPECT_EQ(WEXITSTATUS(status), 3) << Contents(run.err);
+
+  // No block before the return of the application is put down to the quit marker.
+  std::istringstream lines(Contents(run.out));
+  bool quitSeen = false;
+  bool throughSeen = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("    blocks ", 0) != 0) {
+      continue;
+    }
+    const bool quit = line.find("quit marker") != std::string::npos;
+    const bool through = line.find("through the inner unit") != std::string::npos;
+    EXPECT_FALSE(quit && !throughSeen) << "labelled with a cause that came later: " << line << "\n"
+                                       << Contents(run.out);
+    EXPECT_FALSE(through && quitSeen) << line;
+    quitSeen = quitSeen || quit;
+    throughSeen = throughSeen || through;
+  }
+  EXPECT_TRUE(quitSeen && throughSeen) << Contents(run.out);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(VeneerHostTest, TheSettingsInForceAreShownAndTheDemoLeavesThemAsTheyWere) {
+  const std::string folder = root_ + "/home/Library/Application Support/Tonvale";
+  const std::string settings = folder + "/plugin_state.txt";
+  fs::create_directories(folder);
+  std::ofstream(settings) << "seq=7\nappRunning=1\nretune=0.3\n";
+  const std::string before = Contents(settings);
+
+  // The demo sends settings of its own and puts the file back afterwards.
+  auto result = Host({"render", "--fast", "-o", PathOf("demo.wav")});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.out.find("settings file:   put back as it was before the run"), std::string::npos) << result.out;
+  EXPECT_EQ(Contents(settings), before);
+
+  // A render without settings of its own runs with what the file holds, and says so, also
+  // that it overrides the unit's own retune parameter.
+  const std::string input = WriteInput("in.wav", 1, 4410);
+  result = Host({"render", input, "--fast", "-o", PathOf("out.wav"), "--param", "2=0.9", "--param", "0=0.5"});
+  ASSERT_TRUE(result.status == 0 || result.status == 3) << "through a product, or bypassed without one: " << result.err;
+  EXPECT_NE(result.out.find("  settings at start: seq 7: retune=0.3\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.err.find("warning: --param 2=0.9 is overridden: the settings file gives retune=0.3, which Veneer "
+                            "applies to its product as it starts (use --set retune=VALUE instead)"),
+            std::string::npos)
+      << result.err;
+  EXPECT_EQ(result.err.find("--param 0="), std::string::npos) << "the file leaves the key alone\n" << result.err;
+
+  // Starting from Veneer's own values, with a change on top.
+  result = Host({"render", input, "--fast", "-o", PathOf("out.wav"), "--veneer-defaults", "--set", "key=2"});
+  ASSERT_TRUE(result.status == 0 || result.status == 3) << "through a product, or bypassed without one: " << result.err;
+  const std::string defaults =
+      "seq 8: key=2 scale=1 correctionMode=0 retune=0.686 transpose=0.5 classicMode=0 inputType=0.25 humanize=0 "
+      "flexTune=0 naturalVibrato=0.5 vibratoAmplitude=0 tracking=0.5 formant=1 throat=0.5 wetDry=1";
+  EXPECT_NE(result.out.find("  settings at start: " + defaults + "\n"), std::string::npos) << result.out;
+  EXPECT_NE(Contents(settings).find("retune=0.686\n"), std::string::npos) << Contents(settings);
+
+  result = Host({"render", input, "--fast", "--veneer-defaults", "--no-companion"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_NE(result.err.find("--no-companion leaves the link alone, so --set, --set-at and --veneer-defaults"),
+            std::string::npos)
+      << result.err;
 }
 
 }  // namespace

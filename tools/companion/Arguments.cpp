@@ -97,4 +97,14 @@ std::optional<SettingChange> ParseSettingArg(std::string_view arg, std::string* 
   return SettingChange{*index, *value};
 }
 
+std::vector<SettingChange> VeneerDefaults() {
+  std::vector<SettingChange> changes;
+  for (std::size_t i = 0; i < kStateKeys.size(); ++i) {
+    if (kStateKeys[i].veneerDefault >= 0) {
+      changes.push_back({i, kStateKeys[i].veneerDefault});
+    }
+  }
+  return changes;
+}
+
 }  // namespace companion

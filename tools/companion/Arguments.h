@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace companion {
 
@@ -18,6 +19,10 @@ struct SettingChange {
   std::size_t index;  // into kStateKeys
   double value;
 };
+
+// The plug-in's own value for every setting, as changes to send: where a render starts
+// when it is told to forget what an earlier one left in the settings file.
+std::vector<SettingChange> VeneerDefaults();
 
 // One KEY=VALUE of `set`. On failure returns nothing and fills `error`.
 std::optional<SettingChange> ParseSettingArg(std::string_view arg, std::string* error);

@@ -18,26 +18,31 @@ struct StateKey {
   std::string_view name;
   std::string_view alias;  // empty when the key has none
   ValueRule rule;
+  // The plug-in's own value for the setting before any file is applied, in the file's units
+  // (a key or scale index); negative for appRunning, which is no setting.
+  double veneerDefault;
+  // The plug-in's own parameter that the setting overrides, or -1.
+  int ownParameter;
 };
 
 // Every key besides "seq", in the order in which the file lists them.
 inline constexpr std::array<StateKey, 16> kStateKeys{{
-    {"appRunning", "", ValueRule::kNonNegative},
-    {"key", "", ValueRule::kKeyIndex},
-    {"scale", "", ValueRule::kScaleIndex},
-    {"correctionMode", "0", ValueRule::kNonNegative},
-    {"retune", "", ValueRule::kNonNegative},
-    {"transpose", "", ValueRule::kNonNegative},
-    {"classicMode", "", ValueRule::kNonNegative},
-    {"inputType", "", ValueRule::kNonNegative},
-    {"humanize", "", ValueRule::kNonNegative},
-    {"flexTune", "", ValueRule::kNonNegative},
-    {"naturalVibrato", "", ValueRule::kNonNegative},
-    {"vibratoAmplitude", "47", ValueRule::kNonNegative},
-    {"tracking", "", ValueRule::kNonNegative},
-    {"formant", "", ValueRule::kNonNegative},
-    {"throat", "", ValueRule::kNonNegative},
-    {"wetDry", "", ValueRule::kNonNegative},
+    {"appRunning", "", ValueRule::kNonNegative, -1.0, -1},
+    {"key", "", ValueRule::kKeyIndex, 0.0, 0},
+    {"scale", "", ValueRule::kScaleIndex, 1.0, 1},
+    {"correctionMode", "0", ValueRule::kNonNegative, 0.0, -1},
+    {"retune", "", ValueRule::kNonNegative, 0.686, 2},
+    {"transpose", "", ValueRule::kNonNegative, 0.5, -1},
+    {"classicMode", "", ValueRule::kNonNegative, 0.0, -1},
+    {"inputType", "", ValueRule::kNonNegative, 0.25, 3},
+    {"humanize", "", ValueRule::kNonNegative, 0.0, 4},
+    {"flexTune", "", ValueRule::kNonNegative, 0.0, 5},
+    {"naturalVibrato", "", ValueRule::kNonNegative, 0.5, 6},
+    {"vibratoAmplitude", "47", ValueRule::kNonNegative, 0.0, -1},
+    {"tracking", "", ValueRule::kNonNegative, 0.5, 7},
+    {"formant", "", ValueRule::kNonNegative, 1.0, 8},
+    {"throat", "", ValueRule::kNonNegative, 0.5, 9},
+    {"wetDry", "", ValueRule::kNonNegative, 1.0, 10},
 }};
 inline constexpr std::size_t kAppRunningIndex = 0;
 

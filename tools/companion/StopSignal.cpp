@@ -1,28 +1,70 @@
 #include "StopSignal.h"
 
+#include <string.h>  // strdup
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <ctime>
 
 namespace companion {
 
 namespace {
 
-volatile std::sig_atomic_t gStop = 0;
+// Signals received; lock-free, since two may land on two threads at once.
+std::atomic<int> gStops{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 
-void OnStopSignal(int) { gStop = 1; }
+// Owned copies of the paths, reachable from the handler without a lock.
+std::array<std::atomic<char*>, 4> gRemoveIfKilled{};
+
+void OnStopSignal(int signal) {
+  if (gStops.fetch_add(1) == 0) {
+    return;
+  }
+  for (std::atomic<char*>& slot : gRemoveIfKilled) {
+    if (const char* path = slot.load(); path != nullptr) {
+      unlink(path);
+    }
+  }
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
 
 }  // namespace
 
 void InstallStopHandlers() {
   struct sigaction action {};
   action.sa_handler = OnStopSignal;
-  action.sa_flags = SA_RESETHAND;  // a second one ends the process at once, as people expect
+  action.sa_flags = 0;  // no restart: a blocking read or wait returns, so the stop is seen
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
 }
 
-bool StopRequested() { return gStop != 0; }
+void RemoveIfKilled(const std::string& path) {
+  for (std::atomic<char*>& slot : gRemoveIfKilled) {
+    char* expected = nullptr;
+    char* copy = strdup(path.c_str());
+    if (slot.compare_exchange_strong(expected, copy)) {
+      return;
+    }
+    std::free(copy);
+  }
+}
+
+void ForgetIfKilled(const std::string& path) {
+  for (std::atomic<char*>& slot : gRemoveIfKilled) {
+    char* held = slot.load();
+    if (held != nullptr && path == held && slot.compare_exchange_strong(held, nullptr)) {
+      std::free(held);
+    }
+  }
+}
+
+bool StopRequested() { return gStops.load() != 0; }
 
 bool SleepUnlessStopped(double seconds) {
   // Short slices bound the delay when a signal lands just before a sleep starts.

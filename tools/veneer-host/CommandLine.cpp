@@ -15,14 +15,19 @@ constexpr const char* kRenderText =
     "through the plug-in. Without INPUT it renders the embedded demo: a few seconds of a synthetic\n"
     "voice with a default set of settings, written to veneer-demo.wav with a report in veneer-demo.txt.\n"
     "It plays the companion application: it keeps plugin_state.txt fresh (renewing its time) and sends\n"
-    "the settings given; without any it keeps the file's settings, or writes one without settings.";
+    "the settings given; without any it keeps the file's settings, or writes one without settings. The\n"
+    "summary shows the settings in force at the start; --veneer-defaults starts from Veneer's own. The\n"
+    "demo puts the settings file back as it was, so its settings do not carry over to later renders.";
 
 constexpr const char* kValidateText =
     "Opens the unit, checks its required properties, formats and channel table, renders at several\n"
     "sizes and rates (sliced, mono, above the maximum frames), changes the maximum frames, resets, sets\n"
     "and schedules every parameter, sends MIDI, round-trips its class info, offers it a megabyte of\n"
-    "random state, and opens and closes it repeatedly. Prints PASS or FAIL per check; exit status 0\n"
-    "when everything passed, 1 otherwise.";
+    "random state, opens and closes it repeatedly, and turns the host's bypass on and off. Bypassed,\n"
+    "Veneer must play the block it read last again. It plays the companion application (unless\n"
+    "--no-companion), so that Veneer renders through its product, and puts plugin_state.txt back as it\n"
+    "was afterwards (or removes it). Prints PASS or FAIL per check; exit status 0 when everything\n"
+    "passed, 1 otherwise (or when interrupted).";
 
 constexpr const char* kViewText =
     "Opens the unit as a DAW does, plays the companion application (unless --no-companion), renders a\n"
@@ -123,6 +128,10 @@ void AddRenderOptions(CLI::App& render, RenderOptions& options) {
                 "a setting sent as the companion application before the run", "KEY=VALUE");
   AddParsedList(render, "--set-at", ParseTimedSetting, options.timedSettings,
                 "a setting sent when the render reaches SECONDS of the audio", "SECONDS:KEY=VALUE");
+  render.add_flag(
+      "--veneer-defaults", options.fromDefaults,
+      "send Veneer's own value for every setting before the run (then any --set), instead of keeping what the "
+      "settings file holds");
   render.add_flag_callback(
       "--no-companion", [&] { options.playsCompanion = false; },
       "leave the companion's files alone (Veneer follows the real application)");
@@ -147,7 +156,10 @@ void AddRenderOptions(CLI::App& render, RenderOptions& options) {
 void AddValidateOptions(CLI::App& validate, ValidateOptions& options) {
   AddComponentOptions(validate, options.component);
   AddParsedList(validate, "--set", ParseSetting, options.settings,
-                "play the companion application, so that Veneer renders through its inner unit", "KEY=VALUE");
+                "a setting sent as the companion application before the checks", "KEY=VALUE");
+  validate.add_flag_callback(
+      "--no-companion", [&] { options.playsCompanion = false; },
+      "leave the companion's files alone (Veneer follows the real application)");
 }
 
 void AddViewOptions(CLI::App& view, ViewOptions& options) {

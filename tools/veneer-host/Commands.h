@@ -18,6 +18,7 @@ inline constexpr int kExitBypassed = 3;  // rendered, but Veneer bypassed blocks
 struct ValidateOptions {
   ComponentChoice component;
   std::vector<companion::SettingChange> settings;
+  bool playsCompanion = true;
 };
 
 struct ViewOptions {

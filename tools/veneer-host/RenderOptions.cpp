@@ -32,7 +32,7 @@ std::optional<std::pair<AudioUnitParameterID, AudioUnitParameterValue>> ParsePar
 
 std::optional<std::string> CheckRenderOptions(const RenderOptions& options) {
   if (!options.playsCompanion && options.SendsSettings()) {
-    return "--no-companion leaves the link alone, so --set and --set-at cannot send settings";
+    return "--no-companion leaves the link alone, so --set, --set-at and --veneer-defaults cannot send settings";
   }
   if (options.maxFrames != 0 && options.blockFrames > options.maxFrames) {
     return "--block " + std::to_string(options.blockFrames) + " is larger than --max-frames " +
@@ -55,6 +55,7 @@ void ApplyDemoDefaults(RenderOptions& options, double demoSeconds) {
   if (options.SendsSettings() || !options.playsCompanion) {
     return;
   }
+  options.putsSettingsBack = true;
   std::string unused;
   // A minor, hard and fast correction, a little humanised; halfway through the retune slows.
   for (const char* setting : {"key=9", "scale=1", "correctionMode=0", "retune=0.1", "humanize=0.2", "tracking=0.5",

@@ -33,9 +33,14 @@ struct RenderOptions {
   bool playsCompanion = true;
   // --bypass: the host's bypass switch on for the run, so bypassed blocks are what was asked for.
   bool hostBypass = false;
+  // --veneer-defaults: the settings sent before the run start from Veneer's own values, not
+  // from what the settings file holds.
+  bool fromDefaults = false;
+  // The demo's own settings are not the user's: the settings file is put back after the run.
+  bool putsSettingsBack = false;
 
   // Whether this run sends settings of its own.
-  [[nodiscard]] bool SendsSettings() const { return !settings.empty() || !timedSettings.empty(); }
+  [[nodiscard]] bool SendsSettings() const { return !settings.empty() || !timedSettings.empty() || fromDefaults; }
 };
 
 // The parsers of the option values; nothing (and `error`) for text they cannot use.

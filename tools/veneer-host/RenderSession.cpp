@@ -23,30 +23,31 @@ std::string Failure(const char* what, OSStatus status) {
 
 }  // namespace
 
-RenderSession::RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFrames)
+RenderSession::RenderSession(AudioUnit unit, const AudioShape& shape, UInt32 blockFrames)
     : unit_(unit),
-      input_(input),
+      shape_(shape),
       blockFrames_(blockFrames),
-      outputList_(static_cast<AudioBufferList*>(std::calloc(
-                      1, offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * input.channels.size())),
+      blockInput_(shape.channels, std::vector<float>(blockFrames)),
+      blockOutput_(shape.channels, std::vector<float>(blockFrames)),
+      outputList_(static_cast<AudioBufferList*>(
+                      std::calloc(1, offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * shape.channels)),
                   std::free) {
-  output_.sampleRate = input.sampleRate;
-  output_.fileFormat = input.fileFormat;
-  output_.channels.assign(input.channels.size(), std::vector<float>(input.Frames()));
-  outputList_->mNumberBuffers = static_cast<UInt32>(input.channels.size());
-  pulledInput_.reserve((input.Frames() + blockFrames - 1) / blockFrames);
-  innerRefused_.reserve(pulledInput_.capacity());
+  for (std::size_t c = 0; c < shape.channels; ++c) {
+    blockInputChannels_.push_back(blockInput_[c].data());
+    blockOutputChannels_.push_back(blockOutput_[c].data());
+  }
+  outputList_->mNumberBuffers = static_cast<UInt32>(shape.channels);
 }
 
-std::unique_ptr<RenderSession> RenderSession::Open(AudioComponent component, const Audio& input, UInt32 blockFrames,
-                                                   UInt32 maxFrames, std::string* error) {
+std::unique_ptr<RenderSession> RenderSession::Open(AudioComponent component, const AudioShape& shape,
+                                                   UInt32 blockFrames, UInt32 maxFrames, std::string* error) {
   AudioUnit unit = nullptr;
   if (const OSStatus status = AudioComponentInstanceNew(component, &unit); status != noErr) {
     *error = Failure("opening the unit", status);
     return nullptr;
   }
-  std::unique_ptr<RenderSession> session(new RenderSession(unit, input, blockFrames));
-  const AudioStreamBasicDescription format = FloatFormat(input.sampleRate, static_cast<UInt32>(input.channels.size()));
+  std::unique_ptr<RenderSession> session(new RenderSession(unit, shape, blockFrames));
+  const AudioStreamBasicDescription format = FloatFormat(shape.sampleRate, static_cast<UInt32>(shape.channels));
   for (const AudioUnitScope scope : {kAudioUnitScope_Input, kAudioUnitScope_Output}) {
     if (const OSStatus status =
             AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, scope, 0, &format, sizeof format);
@@ -98,30 +99,57 @@ OSStatus RenderSession::ProvideInput(void* refCon, AudioUnitRenderActionFlags* /
                                      const AudioTimeStamp* /*timeStamp*/, UInt32 /*bus*/, UInt32 frames,
                                      AudioBufferList* data) {
   auto* self = static_cast<RenderSession*>(refCon);
-  if (data == nullptr) {
+  if (data == nullptr || frames > self->blockFrames_) {
     return kAudio_ParamError;
   }
   ++self->pulls_;
-  const std::size_t total = self->input_.Frames();
-  const std::size_t start = std::min(self->renderPosition_, total);
-  const std::size_t available = std::min<std::size_t>(frames, total - start);
+  const std::size_t available = std::min<std::size_t>(frames, self->blockInputFrames_);
   for (UInt32 b = 0; b < data->mNumberBuffers; ++b) {
     AudioBuffer& buffer = data->mBuffers[b];
     if (buffer.mData == nullptr || buffer.mDataByteSize < frames * sizeof(float)) {
       return kAudio_ParamError;
     }
-    const std::vector<float>& channel =
-        self->input_.channels[std::min<std::size_t>(b, self->input_.channels.size() - 1)];
+    const std::vector<float>& channel = self->blockInput_[std::min<std::size_t>(b, self->blockInput_.size() - 1)];
     auto* samples = static_cast<float*>(buffer.mData);
-    std::copy_n(channel.data() + start, available, samples);
+    std::copy_n(channel.data(), available, samples);
     std::fill(samples + available, samples + frames, 0.0F);
     buffer.mDataByteSize = frames * sizeof(float);
   }
   return noErr;
 }
 
-void RenderSession::RenderAll(bool realTime, RenderGate& gate) {
-  const std::size_t total = input_.Frames();
+std::size_t RenderSession::AwaitBlock(std::size_t wanted, DiskStream& disk) const {
+  for (;;) {
+    if (stop_.load(std::memory_order_relaxed) || disk.Failed()) {
+      return 0;
+    }
+    // Whether the input has ended is read before what it holds, so no frame is missed.
+    const bool ended = disk.InputEnded();
+    const std::size_t frames = std::min(wanted, disk.Input().Available());
+    if ((frames == wanted || ended) && disk.Output().Space() >= frames) {
+      return frames;
+    }
+    // The disk thread is behind: a DAW would drop out here; a file render waits.
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  }
+}
+
+void RenderSession::NoteBlock(bool pulledInput, bool innerRefused) {
+  const std::size_t block = stats_.blocks;
+  if (span_ && span_->pulledInput == pulledInput && span_->innerRefused == innerRefused) {
+    span_->lastBlock = block;
+    return;
+  }
+  if (span_) {
+    // The main thread takes them in about 50 times a second.
+    while (!spans_.TryPush(*span_) && !stop_.load(std::memory_order_relaxed)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+  span_ = BlockSpan{block, block, pulledInput, innerRefused};
+}
+
+void RenderSession::RenderAll(std::size_t total, DiskStream& disk, bool realTime, RenderGate& gate) {
   const Clock::time_point start = Clock::now();
   AudioTimeStamp timeStamp{};
   timeStamp.mFlags = kAudioTimeStampSampleTimeValid;
@@ -129,11 +157,16 @@ void RenderSession::RenderAll(bool realTime, RenderGate& gate) {
   while (renderPosition_ < total && !stop_.load(std::memory_order_relaxed)) {
     const Clock::time_point holding = Clock::now();
     gate.Pass(renderPosition_);
+    const auto frames =
+        static_cast<UInt32>(AwaitBlock(std::min<std::size_t>(blockFrames_, total - renderPosition_), disk));
     held += Clock::now() - holding;  // real-time pacing resumes after a hold
-    const auto frames = static_cast<UInt32>(std::min<std::size_t>(blockFrames_, total - renderPosition_));
+    if (frames == 0) {
+      break;
+    }
+    disk.Input().Peek(blockInputChannels_.data(), frames);
+    blockInputFrames_ = frames;
     for (UInt32 c = 0; c < outputList_->mNumberBuffers; ++c) {
-      outputList_->mBuffers[c] = {1, frames * static_cast<UInt32>(sizeof(float)),
-                                  output_.channels[c].data() + renderPosition_};
+      outputList_->mBuffers[c] = {1, frames * static_cast<UInt32>(sizeof(float)), blockOutput_[c].data()};
     }
     timeStamp.mSampleTime = static_cast<Float64>(renderPosition_);
     AudioUnitRenderActionFlags flags = 0;
@@ -142,35 +175,65 @@ void RenderSession::RenderAll(bool realTime, RenderGate& gate) {
     const Clock::time_point before = Clock::now();
     const OSStatus status = AudioUnitRender(unit_, &flags, &timeStamp, 0, frames, outputList_.get());
     const double ms = std::chrono::duration<double, std::milli>(Clock::now() - before).count();
-    pulledInput_.push_back(pulls_ != pullsBefore);
-    innerRefused_.push_back(innerFailures_.load(std::memory_order_relaxed) != failuresBefore);
+    NoteBlock(pulls_ != pullsBefore, innerFailures_.load(std::memory_order_relaxed) != failuresBefore);
 
     ++stats_.blocks;
     stats_.totalMs += ms;
     stats_.longestMs = std::max(stats_.longestMs, ms);
-    if (ms > 1000.0 * frames / input_.sampleRate) {
+    if (ms > 1000.0 * frames / shape_.sampleRate) {
       ++stats_.slowBlocks;
+    }
+    // The unit may have pointed the buffers at its own memory.
+    for (UInt32 c = 0; c < outputList_->mNumberBuffers; ++c) {
+      const AudioBuffer& buffer = outputList_->mBuffers[c];
+      if (buffer.mData != nullptr && buffer.mData != blockOutput_[c].data()) {
+        std::copy_n(static_cast<const float*>(buffer.mData), frames, blockOutput_[c].data());
+      }
     }
     if (status != noErr) {
       // A failed block is silence, as a host plays it.
       ++stats_.failedBlocks;
       stats_.firstFailure = stats_.firstFailure == noErr ? status : stats_.firstFailure;
-      for (std::vector<float>& channel : output_.channels) {
-        std::fill_n(channel.data() + renderPosition_, frames, 0.0F);
+      for (std::vector<float>& channel : blockOutput_) {
+        std::fill_n(channel.data(), frames, 0.0F);
       }
     }
+    disk.Input().Drop(frames);
+    disk.Output().Push(blockOutputChannels_.data(), frames);
     renderPosition_ += frames;
     framesDone_.store(renderPosition_, std::memory_order_release);
     if (realTime) {
       std::this_thread::sleep_until(start + held +
                                     std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
-                                        static_cast<double>(renderPosition_) / input_.sampleRate)));
+                                        static_cast<double>(renderPosition_) / shape_.sampleRate)));
     }
   }
+  if (span_) {
+    while (!spans_.TryPush(*span_) && !stop_.load(std::memory_order_relaxed)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+  disk.EndOutput();
   finished_.store(true, std::memory_order_release);
 }
 
-void RenderSession::Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause) const {
+void RenderSession::CollectSpans(RenderOutcome& outcome) {
+  while (const std::optional<BlockSpan> span = spans_.TryPop()) {
+    outcome.spans.push_back(*span);
+  }
+}
+
+OSStatus RenderSession::InnerRendered(void* refCon, AudioUnitRenderActionFlags* flags,
+                                      const AudioTimeStamp* /*timeStamp*/, UInt32 /*bus*/, UInt32 /*frames*/,
+                                      AudioBufferList* /*data*/) {
+  if (flags != nullptr && (*flags & kAudioUnitRenderAction_PostRenderError) != 0) {
+    auto* self = static_cast<RenderSession*>(refCon);
+    self->innerFailures_.fetch_add(1, std::memory_order_relaxed);
+  }
+  return noErr;
+}
+
+void RenderSession::Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause) {
   const std::size_t frame = framesDone_.load(std::memory_order_acquire);
   AudioUnit inner = nullptr;
   UInt32 size = sizeof inner;
@@ -194,22 +257,13 @@ void RenderSession::Observe(RenderOutcome& outcome, const std::function<BypassCa
     cause = companionCause();
   }
   if (outcome.causes.empty() || outcome.causes.back().cause != cause) {
-    outcome.causes.push_back({frame, cause});
+    outcome.causes.push_back({frame, cause, lastLook_});
   }
+  lastLook_ = frame;
 }
 
-OSStatus RenderSession::InnerRendered(void* refCon, AudioUnitRenderActionFlags* flags,
-                                      const AudioTimeStamp* /*timeStamp*/, UInt32 /*bus*/, UInt32 /*frames*/,
-                                      AudioBufferList* /*data*/) {
-  if (flags != nullptr && (*flags & kAudioUnitRenderAction_PostRenderError) != 0) {
-    auto* self = static_cast<RenderSession*>(refCon);
-    self->innerFailures_.fetch_add(1, std::memory_order_relaxed);
-  }
-  return noErr;
-}
-
-RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::function<void(std::size_t)>& tick,
-                                 const std::function<bool()>& keepWaiting,
+RenderOutcome RenderSession::Run(AudioSource& source, AudioSink& sink, bool realTime, RenderGate& gate,
+                                 const std::function<void(std::size_t)>& tick, const std::function<bool()>& keepWaiting,
                                  const std::function<BypassCause()>& companionCause) {
   RenderOutcome outcome;
   Observe(outcome, companionCause);
@@ -220,27 +274,36 @@ RenderOutcome RenderSession::Run(bool realTime, RenderGate& gate, const std::fun
       (inner != nullptr && AudioUnitAddRenderNotify(inner, InnerRendered, this) != noErr)) {
     inner = nullptr;
   }
-  std::thread renderThread([this, realTime, &gate] { RenderAll(realTime, gate); });
-  while (!finished_.load(std::memory_order_acquire)) {
+  DiskStream disk(source, sink);
+  std::thread renderThread(
+      [this, total = source.Frames(), &disk, realTime, &gate] { RenderAll(total, disk, realTime, gate); });
+  const auto look = [&] {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
     Observe(outcome, companionCause);
+    CollectSpans(outcome);
     tick(framesDone_.load(std::memory_order_acquire));
+  };
+  while (!finished_.load(std::memory_order_acquire)) {
+    look();
   }
   renderThread.join();
   if (inner != nullptr) {
     AudioUnitRemoveRenderNotify(inner, InnerRendered, this);
   }
-  while (!stop_.load(std::memory_order_relaxed) && keepWaiting()) {
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
-    Observe(outcome, companionCause);
-    tick(framesDone_.load(std::memory_order_acquire));
+  while (!stop_.load(std::memory_order_relaxed) && !disk.Failed() && keepWaiting()) {
+    look();
+  }
+  CollectSpans(outcome);
+  outcome.stopped = stop_.load(std::memory_order_relaxed);
+  if (outcome.stopped) {
+    disk.Stop();
+  } else if (std::string error; !disk.Finish(&error)) {
+    outcome.diskFailure = error;
   }
   outcome.stats = stats_;
-  outcome.output = std::move(output_);
-  outcome.pulledInput = std::move(pulledInput_);
-  outcome.innerRefused = std::move(innerRefused_);
-  outcome.stopped = stop_.load(std::memory_order_relaxed);
   outcome.framesRendered = renderPosition_;
+  outcome.inputLevel = disk.InputLevel();
+  outcome.outputLevel = disk.OutputLevel();
   return outcome;
 }
 

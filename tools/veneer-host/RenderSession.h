@@ -13,8 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "AudioFile.h"
+#include "AudioStream.h"
+#include "DiskStream.h"
 #include "RenderGate.h"
+#include "RingQueue.h"
 
 namespace host {
 
@@ -44,36 +46,48 @@ enum class BypassCause {
 struct CauseChange {
   std::size_t frame;  // rendered when the cause was seen
   BypassCause cause;
+  // Rendered at the host's look before, which still saw the cause before this one: a block
+  // that ends after it may have taken its path for this cause, one before it did not.
+  std::size_t lookBefore;
+};
+
+// Consecutive blocks that the unit rendered alike.
+struct BlockSpan {
+  std::size_t firstBlock = 0;  // counted from 0
+  std::size_t lastBlock = 0;
+  // Whether the unit read the host's audio in them. Veneer reads it only when its inner unit
+  // renders, and on the very first block of an instance.
+  bool pulledInput = false;
+  // Whether Veneer's inner unit was asked to render them and failed (seen through a render
+  // notification on the inner unit); Veneer then plays the dry input.
+  bool innerRefused = false;
 };
 
 struct RenderOutcome {
-  Audio output;
   BlockStats stats;
   // Whether the unit answers Veneer's inner-unit property at all.
   bool reportsInner = false;
   // Frames already rendered when the inner unit was first seen; none when it never was.
   std::optional<std::size_t> innerSeenAtFrame;
   std::string innerTitle;
-  // Per block: whether the unit read the host's audio in it. Veneer reads it only when its
-  // inner unit renders, and on the very first block of an instance.
-  std::vector<bool> pulledInput;
-  // Per block: whether Veneer's inner unit was asked to render it and failed (seen through a
-  // render notification on the inner unit); Veneer then plays the dry input.
-  std::vector<bool> innerRefused;
-  // Stopped before the end (Ctrl-C); the output holds silence past the frames rendered.
+  std::vector<BlockSpan> spans;
+  // Stopped before the end (Ctrl-C, or the input could not be read or the output written).
   bool stopped = false;
+  std::optional<std::string> diskFailure;  // why reading or writing failed
   std::size_t framesRendered = 0;
   // The causes of a bypass the host saw while rendering, each from the frame it was first seen at.
   std::vector<CauseChange> causes;
+  Level inputLevel;
+  Level outputLevel;
 };
 
 class RenderSession {
  public:
-  // [main thread] Opens an instance of `component` and sets it up for `input`: the stream
-  // format on both sides (32-bit float, non-interleaved, the input's rate and channels), the
+  // [main thread] Opens an instance of `component` and sets it up for audio of `shape`: the
+  // stream format on both sides (32-bit float, non-interleaved, its rate and channels), the
   // maximum frames per slice, and the render callback that feeds the input. Null (and `error`)
   // when the unit refuses any of it.
-  static std::unique_ptr<RenderSession> Open(AudioComponent component, const Audio& input, UInt32 blockFrames,
+  static std::unique_ptr<RenderSession> Open(AudioComponent component, const AudioShape& shape, UInt32 blockFrames,
                                              UInt32 maxFrames, std::string* error);
   // [main thread] Uninitialises and disposes of the instance.
   ~RenderSession();
@@ -88,38 +102,53 @@ class RenderSession {
   // [main thread] Initialises the unit, on this thread or, as some hosts do, on a worker.
   OSStatus Initialize(bool onWorkerThread);
 
-  // [main thread] Renders the whole input on a render thread, paced at real time or as fast
-  // as possible. Meanwhile runs the main run loop and calls `tick` with the frames rendered
-  // so far, about 50 times a second; after the last block goes on while `keepWaiting` says so.
-  // `companionCause` tells whether the companion's files would make Veneer bypass now. The
-  // render thread holds before a block wherever `gate` says.
-  RenderOutcome Run(bool realTime, RenderGate& gate, const std::function<void(std::size_t)>& tick,
-                    const std::function<bool()>& keepWaiting, const std::function<BypassCause()>& companionCause);
+  // [main thread] Renders the whole of `source` into `sink` on a render thread, paced at real
+  // time or as fast as possible, with the disk work on a thread of its own. Meanwhile runs the
+  // main run loop and calls `tick` with the frames rendered so far, about 50 times a second;
+  // after the last block goes on while `keepWaiting` says so. `companionCause` tells whether
+  // the companion's files would make Veneer bypass now. The render thread holds before a
+  // block wherever `gate` says.
+  RenderOutcome Run(AudioSource& source, AudioSink& sink, bool realTime, RenderGate& gate,
+                    const std::function<void(std::size_t)>& tick, const std::function<bool()>& keepWaiting,
+                    const std::function<BypassCause()>& companionCause);
 
  private:
-  RenderSession(AudioUnit unit, const Audio& input, UInt32 blockFrames);
+  RenderSession(AudioUnit unit, const AudioShape& shape, UInt32 blockFrames);
 
   // [render thread] Every block, in order.
-  void RenderAll(bool realTime, RenderGate& gate);
-  // [render thread] The unit's input: the file's samples from the current position.
+  void RenderAll(std::size_t total, DiskStream& disk, bool realTime, RenderGate& gate);
+  // [render thread] Waits until the block's input is read and its output has room; the
+  // block's frames, 0 at the end.
+  std::size_t AwaitBlock(std::size_t wanted, DiskStream& disk) const;
+  // [render thread] Notes how the unit rendered the block, passing on spans as they end.
+  void NoteBlock(bool pulledInput, bool innerRefused);
+  // [render thread] The unit's input: the block's samples.
   static OSStatus ProvideInput(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
                                UInt32 bus, UInt32 frames, AudioBufferList* data);
   // [render thread] The inner unit's render notification: counts its failed renders.
   static OSStatus InnerRendered(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp,
                                 UInt32 bus, UInt32 frames, AudioBufferList* data);
   // [main thread] Notes when the inner unit first shows, and what would make the unit bypass.
-  void Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause) const;
+  void Observe(RenderOutcome& outcome, const std::function<BypassCause()>& companionCause);
+  // [main thread] Takes in the spans the render thread has passed on.
+  void CollectSpans(RenderOutcome& outcome);
 
   AudioUnit unit_ = nullptr;
-  const Audio& input_;
+  const AudioShape shape_;
   const UInt32 blockFrames_;
-  Audio output_;
+  // The block being rendered: its input and output, one buffer per channel.
+  std::vector<std::vector<float>> blockInput_;
+  std::vector<std::vector<float>> blockOutput_;
+  std::vector<float*> blockInputChannels_;
+  std::vector<float*> blockOutputChannels_;
+  std::size_t blockInputFrames_ = 0;  // render thread's: what the file holds of the block
   std::unique_ptr<AudioBufferList, void (*)(void*)> outputList_;
   BlockStats stats_;                // render thread's until it is joined
   std::size_t renderPosition_ = 0;  // render thread's
   std::size_t pulls_ = 0;           // render thread's: calls for the host's audio
-  std::vector<bool> pulledInput_;   // render thread's until it is joined; reserved in advance
-  std::vector<bool> innerRefused_;  // the same
+  std::optional<BlockSpan> span_;   // render thread's: the span the last block belongs to
+  RingQueue<BlockSpan, 1024> spans_;
+  std::size_t lastLook_ = 0;  // main thread's: frames rendered at its last look
   std::atomic<std::uint64_t> innerFailures_{0};
   std::atomic<std::size_t> framesDone_{0};
   std::atomic<bool> finished_{false};

@@ -51,7 +51,7 @@ void PrintInner(std::ostream& out, const RunFacts& facts) {
   for (const BlockRun& run : facts.blockRuns) {
     through += run.throughInner ? run.lastBlock - run.firstBlock + 1 : 0;
   }
-  out << "rendered " << through << " of " << outcome.pulledInput.size() << " blocks";
+  out << "rendered " << through << " of " << outcome.stats.blocks << " blocks";
   if (outcome.innerSeenAtFrame && *outcome.innerSeenAtFrame > 0) {
     out << "; it appeared after " << Seconds(facts, *outcome.innerSeenAtFrame) << " s of audio";
   }
@@ -90,6 +90,9 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
         << (outcome.innerTitle.empty() ? "none" : outcome.innerTitle) << "\n";
   }
   PrintInner(out, facts);
+  if (outcome.reportsInner) {
+    out << "  settings at start: " << facts.settingsAtStart << "\n";
+  }
   if (facts.playsCompanion) {
     out << "  settings sent:\n";
     for (const SentSettings& sent : facts.sent) {
@@ -104,6 +107,9 @@ void PrintSummary(std::ostream& out, const RunFacts& facts) {
     out << "  settings applied" << (facts.applied.empty() ? ": none logged" : ":") << "\n";
     for (const std::string& line : facts.applied) {
       out << "    " << AppliedText(facts, line) << "\n";
+    }
+    if (facts.settingsPutBack) {
+      out << "  settings file:   put back as it was before the run, so these settings do not carry over\n";
     }
   } else {
     out << "  settings:        none: this run left the companion's files alone (Veneer follows the application, "

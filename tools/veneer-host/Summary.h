@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "AudioFile.h"
+#include "AudioStream.h"
 #include "BlockReport.h"
 #include "CompanionRole.h"
 #include "RenderSession.h"
@@ -35,6 +35,8 @@ struct RunFacts {
   std::vector<SentSettings> sent;            // one per settings file sent
   std::vector<std::string> applied;          // the plug-in's "ipc#" lines
   bool playsCompanion = false;               // this run kept the heartbeat
+  std::string settingsAtStart;               // what Veneer takes from the settings file as it starts
+  bool settingsPutBack = false;              // the file was put back as it was before the run
   std::optional<std::string> supportFolder;  // none: no HOME
   std::vector<std::string> supportFiles;
 };

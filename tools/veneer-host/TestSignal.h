@@ -2,7 +2,7 @@
 // so that a pitch-correction unit has something to do.
 #pragma once
 
-#include "AudioFile.h"
+#include "AudioStream.h"
 
 namespace host {
 

@@ -15,8 +15,8 @@
 #include <ostream>
 #include <random>
 
-#include "RenderSession.h"
 #include "ValidationUnit.h"
+#include "VeneerWatch.h"
 
 namespace host {
 
@@ -111,11 +111,22 @@ CheckResult FromProblem(const std::optional<std::string>& problem, std::string d
   return problem ? Fail(*problem) : CheckResult{true, std::move(detail)};
 }
 
+std::string Blocks(int count) { return std::to_string(count) + (count == 1 ? " block" : " blocks"); }
+
 }  // namespace
 
-Validator::Validator(AudioComponent component, std::ostream& out) : component_(component), out_(out) {}
+Validator::Validator(AudioComponent component, std::ostream& out, ValidationHooks hooks)
+    : component_(component), out_(out), hooks_(std::move(hooks)) {}
+
+bool Validator::GoOn() {
+  interrupted_ = interrupted_ || !hooks_.goOn();
+  return !interrupted_;
+}
 
 void Validator::Run(const std::string& name, const Check& check) {
+  if (!GoOn()) {
+    return;
+  }
   const CheckResult result = check();
   (result.passed ? passed_ : failed_) += 1;
   out_ << (result.passed ? "PASS  " : "FAIL  ") << name << (result.detail.empty() ? "" : ": " + result.detail)
@@ -123,6 +134,10 @@ void Validator::Run(const std::string& name, const Check& check) {
 }
 
 bool Validator::RunAll() {
+  {
+    const ValidationUnit probe(component_);
+    isVeneer_ = probe.Ok() && HandsOutInnerUnit(probe.Unit());
+  }
   Run("open (cold and warm)", [this] { return OpenTimes(); });
   Run("required properties", [this] { return RequiredProperties(); });
   Run("default formats and channel table", [this] { return DefaultFormatsAndChannels(); });
@@ -146,40 +161,69 @@ bool Validator::RunAll() {
   Run("repeated open, initialize, close", [this] { return RepeatedOpenClose(); });
   Run("host bypass", [this] { return HostBypass(); });
   ReportInnerUnit();
-  out_ << (failed_ == 0 ? "validation PASSED: " : "validation FAILED: ") << passed_ << " passed, " << failed_
-       << " failed" << std::endl;
-  return failed_ == 0;
+  const char* verdict = interrupted_   ? "validation INTERRUPTED: "
+                        : failed_ == 0 ? "validation PASSED: "
+                                       : "validation FAILED: ";
+  out_ << verdict << passed_ << " passed, " << failed_ << " failed" << std::endl;
+  return failed_ == 0 && !interrupted_;
 }
 
-std::optional<std::string> Validator::RenderFollowing(ValidationUnit& unit, const std::vector<UInt32>& sizes,
-                                                      int blocks, bool counted) {
+Validator::Followed Validator::RenderFollowing(ValidationUnit& unit, const std::vector<UInt32>& sizes, int blocks,
+                                               bool counted, bool bypassed) {
   std::vector<ValidationUnit::BlockFacts> seen;
-  const std::optional<std::string> problem = RenderBlocks(unit, sizes, blocks, &seen);
+  Followed followed;
+  followed.problem = RenderBlocks(unit, sizes, blocks, &seen);
+  const bool rendered = !followed.problem;
+  followed.blocks = static_cast<int>(seen.size());
   for (std::size_t i = 0; i < seen.size(); ++i) {
-    if (counted && !seen[i].first) {
+    const ValidationUnit::BlockFacts& facts = seen[i];
+    if (counted && !facts.first) {
       ++countedBlocks_;
-      readingBlocks_ += seen[i].pulled ? 1 : 0;
+      readingBlocks_ += facts.pulled ? 1 : 0;
     }
-    if (!problem && seen[i].follows < kFollowing) {
-      return "the output of block " + std::to_string(i + 1) + " does not follow the input (correlation " +
-             Fixed(seen[i].follows, 2) + ", at least " + Fixed(kFollowing, 2) + " expected)";
+    followed.replayed += facts.replayed ? 1 : 0;
+    followed.passed += facts.passed ? 1 : 0;
+    if (!rendered || followed.problem) {
+      continue;
+    }
+    const std::string block = "the output of block " + std::to_string(i + 1);
+    if (isVeneer_ && !facts.pulled && !facts.replayed) {
+      followed.problem = block + ", in which Veneer read no input, is not the block it read last played again";
+    } else if (isVeneer_ && bypassed && facts.first && !facts.passed) {
+      followed.problem = block + ", Veneer's first, is not its input unchanged";
+    } else if (isVeneer_ && bypassed && !facts.first && !facts.replayed) {
+      followed.problem = block + " is not the block Veneer read last played again";
+    } else if ((facts.pulled || !isVeneer_) && facts.follows < kFollowing) {
+      followed.problem = block + " does not follow the input (correlation " + Fixed(facts.follows, 2) + ", at least " +
+                         Fixed(kFollowing, 2) + " expected)";
     }
   }
-  return problem;
+  return followed;
+}
+
+CheckResult Validator::FromFollowed(const Followed& followed, std::string detail) {
+  if (followed.problem) {
+    return Fail(*followed.problem);
+  }
+  if (followed.replayed > 0) {
+    detail += (detail.empty() ? "" : "; ") + std::to_string(followed.replayed) + " of " + Blocks(followed.blocks) +
+              " bypassed, each the block Veneer read last played again, sample for sample";
+  }
+  return {true, std::move(detail)};
 }
 
 void Validator::ReportInnerUnit() {
-  ValidationUnit unit(component_);
-  AudioUnit inner = nullptr;
-  UInt32 size = sizeof inner;
-  if (!unit.Ok() ||
-      AudioUnitGetProperty(unit.Unit(), kVeneerInnerUnitProperty, kAudioUnitScope_Global, 0, &inner, &size) != noErr) {
+  if (!isVeneer_) {
     return;
   }
   out_ << "inner unit: rendered " << readingBlocks_ << " of " << countedBlocks_
        << " blocks of the render checks (counted after each instance's first block)";
   if (readingBlocks_ == 0) {
-    out_ << "; every block took Veneer's bypass path (no product, or no fresh settings file: try --set)";
+    out_ << "; every block took Veneer's bypass path"
+         << (hooks_.companionPlayed ? " (it has no product)"
+                                    : " (no product, or no companion application: its files were left alone)");
+  } else if (readingBlocks_ < countedBlocks_) {
+    out_ << "; the others took Veneer's bypass path";
   }
   out_ << std::endl;
 }
@@ -195,6 +239,7 @@ CheckResult Validator::HostBypass() {
                                &writable) != noErr) {
     return {true, "the unit has no bypass"};
   }
+  Followed followed[2];  // by the switch's value
   for (const UInt32 bypass : {1U, 0U}) {
     if (const OSStatus status = AudioUnitSetProperty(unit.Unit(), kAudioUnitProperty_BypassEffect,
                                                      kAudioUnitScope_Global, 0, &bypass, sizeof bypass);
@@ -208,11 +253,22 @@ CheckResult Validator::HostBypass() {
         readBack != bypass) {
       return Fail("the bypass set to " + std::to_string(bypass) + " reads back as " + std::to_string(readBack));
     }
-    if (auto problem = RenderFollowing(unit, {512}, 4, false)) {
-      return Fail(std::string(bypass != 0 ? "bypassed: " : "after the bypass: ") + *problem);
+    followed[bypass] = RenderFollowing(unit, {512}, 4, false, bypass != 0);
+    if (followed[bypass].problem) {
+      return Fail(std::string(bypass != 0 ? "bypassed: " : "after the bypass: ") + *followed[bypass].problem);
     }
   }
-  return {true, "bypassed and then not, the output follows the input"};
+  if (!isVeneer_) {
+    return {true, "bypassed and then not, the output follows the input"};
+  }
+  // Bypassed from its first block, Veneer plays that block's input unchanged, then that block again.
+  const Followed& on = followed[1];
+  const Followed& off = followed[0];
+  return {true,
+          "bypassed, Veneer played the input unchanged in " + Blocks(on.passed) +
+              " and the block it read last again in " + Blocks(on.replayed) + ", sample for sample; then not, " +
+              (off.replayed == 0 ? "the output follows the input"
+                                 : "still bypassed, the block it read last played again in " + Blocks(off.replayed))};
 }
 
 CheckResult Validator::OpenTimes() {
@@ -311,7 +367,9 @@ CheckResult Validator::RenderAt(UInt32 frames, double sampleRate, UInt32 channel
   if (auto problem = Configure(unit, sampleRate, channels, frames)) {
     return Fail(*problem);
   }
-  return FromProblem(RenderFollowing(unit, {frames}, 8), "8 blocks, the output finite and following the input");
+  const Followed followed = RenderFollowing(unit, {frames}, 8);
+  return FromFollowed(followed, followed.replayed == 0 ? "8 blocks, the output finite and following the input"
+                                                       : "8 blocks, the output finite");
 }
 
 CheckResult Validator::SlicedRenders() {
@@ -319,7 +377,7 @@ CheckResult Validator::SlicedRenders() {
   if (auto problem = Configure(unit, 44100, 2, 512)) {
     return Fail(*problem);
   }
-  return FromProblem(RenderFollowing(unit, {512, 1, 17, 256, 511, 100, 64}, 4), "blocks of 1 to 512 frames in turn");
+  return FromFollowed(RenderFollowing(unit, {512, 1, 17, 256, 511, 100, 64}, 4), "blocks of 1 to 512 frames in turn");
 }
 
 CheckResult Validator::TooManyFrames() {
@@ -344,15 +402,19 @@ CheckResult Validator::TooManyFrames() {
 
 CheckResult Validator::MaximumFramesChanged() {
   ValidationUnit unit(component_);
+  Followed all;
   for (const UInt32 maximum : {256U, 2048U, 128U}) {
     if (auto problem = Configure(unit, 48000, 2, maximum)) {
       return Fail(*problem);
     }
-    if (auto problem = RenderFollowing(unit, {maximum, maximum / 2}, 2)) {
-      return Fail(*problem);
+    const Followed followed = RenderFollowing(unit, {maximum, maximum / 2}, 2);
+    if (followed.problem) {
+      return Fail(*followed.problem);
     }
+    all.blocks += followed.blocks;
+    all.replayed += followed.replayed;
   }
-  return {true, "256, 2048, then 128"};
+  return FromFollowed(all, "256, 2048, then 128");
 }
 
 CheckResult Validator::ResetBetweenRenders() {
@@ -366,7 +428,7 @@ CheckResult Validator::ResetBetweenRenders() {
   if (const OSStatus status = AudioUnitReset(unit.Unit(), kAudioUnitScope_Global, 0); status != noErr) {
     return Fail("reset failed with " + Status(status));
   }
-  return FromProblem(RenderFollowing(unit, {512}, 2));
+  return FromFollowed(RenderFollowing(unit, {512}, 2), "");
 }
 
 CheckResult Validator::ParametersSetAndScheduled() {
@@ -527,6 +589,9 @@ CheckResult Validator::RandomStateRefused() {
 CheckResult Validator::RepeatedOpenClose() {
   constexpr int kCycles = 20;
   for (int i = 0; i < kCycles; ++i) {
+    if (!GoOn()) {
+      return Fail("interrupted after " + std::to_string(i) + " cycles");
+    }
     ValidationUnit unit(component_);
     if (auto problem = Configure(unit, 44100, 2, 512)) {
       return Fail("cycle " + std::to_string(i + 1) + ": " + *problem);

@@ -85,6 +85,7 @@ OSStatus ValidationUnit::Provide(void* refCon, AudioUnitRenderActionFlags* /*fla
   if (data->mNumberBuffers > 0) {
     const auto* first = static_cast<const float*>(data->mBuffers[0].mData);
     self->given_.insert(self->given_.end(), first, first + frames);
+    self->held_.Read(first, frames);
   }
   self->phase_ = std::fmod(self->phase_ + step * frames, 2.0 * std::numbers::pi);
   return noErr;
@@ -123,6 +124,17 @@ double ValidationUnit::Follows(const std::vector<float>& output) const {
   return best;
 }
 
+bool ValidationUnit::Plays(const float* expected, UInt32 frames) const {
+  const auto* list = reinterpret_cast<const AudioBufferList*>(listStorage_.data());
+  for (UInt32 c = 0; c < list->mNumberBuffers; ++c) {
+    const auto* samples = static_cast<const float*>(list->mBuffers[c].mData);
+    if (samples == nullptr || !std::equal(expected, expected + frames, samples)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 OSStatus ValidationUnit::Render(UInt32 frames, BlockFacts* facts) {
   output_.assign(channels_, std::vector<float>(frames, 0.0F));
   listStorage_.assign(offsetof(AudioBufferList, mBuffers) + sizeof(AudioBuffer) * channels_, 0);
@@ -138,16 +150,26 @@ OSStatus ValidationUnit::Render(UInt32 frames, BlockFacts* facts) {
   pulled_ = false;
   const OSStatus status = AudioUnitRender(unit_, &flags, &stamp, 0, frames, list);
   sampleTime_ += frames;
-  *facts = BlockFacts{true, pulled_, renders_++ == 0, 0};
+  *facts = BlockFacts{true, pulled_, renders_++ == 0, 0, false, false};
   for (UInt32 c = 0; c < channels_; ++c) {
     const auto* samples = static_cast<const float*>(list->mBuffers[c].mData);
     for (UInt32 i = 0; samples != nullptr && i < frames; ++i) {
       facts->finite = facts->finite && std::isfinite(samples[i]);
     }
   }
+  if (status != noErr) {
+    return status;  // refused before it played anything
+  }
   const auto* first = static_cast<const float*>(list->mBuffers[0].mData);
-  if (status == noErr && facts->finite && first != nullptr) {
+  if (facts->finite && first != nullptr) {
     facts->follows = Follows(std::vector<float>(first, first + frames));
+  }
+  if (pulled_) {
+    facts->passed = given_.size() >= frames && Plays(given_.data() + given_.size() - frames, frames);
+  } else {
+    const bool holds = held_.Holds();
+    const std::vector<float> again = held_.Replay(frames);
+    facts->replayed = holds && Plays(again.data(), frames);
   }
   return status;
 }

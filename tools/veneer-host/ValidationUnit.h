@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "HeldInput.h"
+
 namespace host {
 
 class ValidationUnit {
@@ -35,6 +37,11 @@ class ValidationUnit {
     // of the 440 Hz input (a block played again counts too). 1 when the output may still
     // be silent within the latency, or the block is too short to tell.
     double follows = 0;
+    // It read its input and played it unchanged, on every channel.
+    bool passed = false;
+    // It read nothing and played, on every channel, exactly the block it read last again
+    // (Veneer's bypass, see HeldInput).
+    bool replayed = false;
   };
 
   // [main thread] One render of `frames`.
@@ -42,6 +49,8 @@ class ValidationUnit {
 
  private:
   [[nodiscard]] double Follows(const std::vector<float>& output) const;
+  // Whether every output channel's first `frames` samples are `expected`.
+  [[nodiscard]] bool Plays(const float* expected, UInt32 frames) const;
   static OSStatus Provide(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* timeStamp, UInt32 bus,
                           UInt32 frames, AudioBufferList* data);
 
@@ -55,6 +64,7 @@ class ValidationUnit {
   bool pulled_ = false;
   std::size_t renders_ = 0;
   std::vector<float> given_;  // every input sample of the first channel, in order
+  HeldInput held_;            // what it would play again if it read nothing
   std::vector<std::vector<float>> output_;
   std::vector<unsigned char> listStorage_;
 };

@@ -8,6 +8,7 @@
 
 #include "FileAccess.h"
 #include "Heartbeat.h"
+#include "StopSignal.h"
 
 namespace host {
 
@@ -51,7 +52,7 @@ void AwaitFirstLinkPass(AudioUnit unit, const companion::SupportFolder& folder,
   const std::string alive = folder.File(companion::kAliveFile);
   const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(2);
   std::error_code error;
-  while (std::chrono::steady_clock::now() < giveUp &&
+  while (std::chrono::steady_clock::now() < giveUp && !companion::StopRequested() &&
          !(std::filesystem::exists(alive, error) && std::filesystem::last_write_time(alive, error) >= initialized)) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.005, false);
   }

@@ -79,7 +79,7 @@ int RunView(const ViewOptions& options) {
   }
 
   const Audio input = MakeVoiceLikeSignal(kSampleRate, kSeconds);
-  const std::unique_ptr<RenderSession> session = RenderSession::Open(component, input, kBlock, kBlock, &error);
+  const std::unique_ptr<RenderSession> session = RenderSession::Open(component, input.Shape(), kBlock, kBlock, &error);
   if (session == nullptr) {
     return Fail(kExitFailure, error);
   }
@@ -99,8 +99,10 @@ int RunView(const ViewOptions& options) {
   PrintedSurface surface;
   veneerview::WindowController window(session->Unit(), surface, veneerview::WindowController::FileReading::kInline);
   RenderGate gate;
+  MemorySource source(input);
+  MemorySink sink(input.Shape());
   session->Run(
-      false, gate, [](std::size_t) {}, [] { return false; }, [] { return BypassCause::kNone; });
+      source, sink, false, gate, [](std::size_t) {}, [] { return false; }, [] { return BypassCause::kNone; });
   window.Refresh();
   Print(window.Plan());
   return kExitOk;
