@@ -999,3 +999,42 @@ TEST_F(VeneerHostTest, TheSettingsInForceAreShownAndTheDemoLeavesThemAsTheyWere)
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(VeneerHostTest, AFlacStreamWithoutALengthIsCountedAndDamageFailsTheRender) {
+  host::Audio audio = Read(WriteInput("source.wav", 1, 3 * 44100));
+  audio.fileFormat = 0x170002;  // FLAC, 16-bit
+  std::string error;
+  ASSERT_TRUE(host::WriteAudioFile(PathOf("whole.flac"), audio, &error)) << error;
+  std::ifstream file(PathOf("whole.flac"), std::ios::binary);
+  std::string bytes(std::istreambuf_iterator<char>(file), {});
+  ASSERT_GT(bytes.size(), 1000U);
+
+  // The stream's length (36 bits of its first block) left out, as a live encoder leaves it.
+  std::string unknown = bytes;
+  unknown[21] = static_cast<char>(unknown[21] & 0xF0);
+  std::fill(unknown.begin() + 22, unknown.begin() + 26, '\0');
+  std::ofstream(PathOf("unknown.flac"), std::ios::binary) << unknown;
+  std::string damaged = bytes;
+  std::fill(damaged.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2),
+            damaged.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2 + 400), '\x55');
+  std::ofstream(PathOf("damaged.flac"), std::ios::binary) << damaged;
+
+  auto whole = Host({"render", PathOf("whole.flac"), "--fast", "--standin", "none", "-o", PathOf("whole.wav")});
+  ASSERT_TRUE(whole.status == 0 || whole.status == 3) << whole.err;  // a product installed, or none
+  auto result = Host({"render", PathOf("unknown.flac"), "--fast", "--standin", "none", "-o", PathOf("unknown.wav")});
+  ASSERT_EQ(result.status, whole.status) << result.err;
+  EXPECT_NE(result.out.find("audio:           3.00 s"), std::string::npos) << result.out;
+  EXPECT_EQ(Contents(PathOf("unknown.wav")), Contents(PathOf("whole.wav")));
+
+  // Damaged part way: found only as the render reaches it, so nothing is written.
+  result = Host({"render", PathOf("damaged.flac"), "--fast", "--standin", "none", "-o", PathOf("damaged.wav")});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.err.find("cannot read " + PathOf("damaged.flac")), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("nothing was written (" + PathOf("damaged.wav") + ")"), std::string::npos) << result.err;
+  EXPECT_FALSE(fs::exists(PathOf("damaged.wav")));
+  EXPECT_FALSE(HoldsHiddenFile(root_));
+}
+
+}  // namespace

@@ -55,6 +55,9 @@ class CompanionRole {
   // the render on once the change it holds for is applied (or after 3 s), and freshens the
   // file's modification time every 2 seconds (its content stays the writer's).
   void Follow(std::size_t framesDone, RenderGate& gate);
+  // [main thread] Renews the settings file's modification time (the heartbeat) when 2 seconds
+  // have passed since the last renewal; Follow does it during a render.
+  void KeepAlive();
   // [main thread] Nothing will apply the settings (no inner unit): the render need not wait.
   void NothingApplies() { applies_ = false; }
   // [main thread] Whether the last settings sent still wait to be applied; gives up
@@ -83,7 +86,6 @@ class CompanionRole {
   void NoteApplied(std::size_t framesDone);
   // Whether the render may go on past the stop it holds at.
   bool StopDone(std::size_t stop);
-  void KeepAlive();
   // Renews the settings file's modification time (the heartbeat); writes one when it is gone.
   bool Touch(std::string* error) const;
 

@@ -260,7 +260,7 @@ int RunRender(RenderOptions options) {
 
     if (!outcome.diskFailure && !companion::StopRequested() && options.savePreset &&
         !SavePreset(session->Unit(), *options.savePreset, &error)) {
-      return Fail(kExitFailure, error);
+      return Fail(kExitFailure, error + "; the unit was uninitialised and closed; " + NotWritten(options));
     }
   }
 
@@ -276,15 +276,23 @@ int RunRender(RenderOptions options) {
                   static_cast<double>(outcome.framesRendered) / shape.sampleRate, seconds);
     return Interrupted(options, when, true, companionRole);
   }
+  // A header that claimed more than the file held (a FLAC cut short): the audio there was rendered.
+  if (options.input && outcome.framesRendered < frames) {
+    std::cerr << "veneer-host render: warning: " << *options.input << ": the header claims " << frames
+              << " frames of audio, the file holds " << outcome.framesRendered << ": read " << outcome.framesRendered
+              << "\n";
+  }
   if (!writer->Commit(&error)) {
-    return Fail(kExitFailure, error);
+    return Fail(
+        kExitFailure,
+        error + (options.savePreset ? "; only the preset was written (" + *options.savePreset + ")" : std::string()));
   }
 
   RunFacts facts;
   facts.inputName = options.input.value_or("the embedded demo voice");
   facts.outputPath = *options.output;
   facts.unitTitle = ComponentTitle(component);
-  facts.seconds = seconds;
+  facts.seconds = static_cast<double>(outcome.framesRendered) / shape.sampleRate;
   facts.sampleRate = shape.sampleRate;
   facts.channels = shape.channels;
   facts.blockFrames = options.blockFrames;
@@ -293,7 +301,7 @@ int RunRender(RenderOptions options) {
   facts.inputLevel = outcome.inputLevel;
   facts.outputLevel = outcome.outputLevel;
   facts.outcome = &outcome;
-  facts.frames = frames;
+  facts.frames = outcome.framesRendered;
   facts.blockRuns = ClassifyBlocks(outcome, options.blockFrames);
   facts.settingsAtStart = atStart ? atStart->Describe() : "none: no support folder (HOME is not set)";
   facts.settingsPutBack = options.putsSettingsBack && companionRole;
@@ -320,7 +328,7 @@ int RunRender(RenderOptions options) {
   std::cout << summary.str();
   if (options.report) {
     if (!companion::ReplaceFileAtomically(*options.report, summary.str(), &error)) {
-      return Fail(kExitFailure, error);
+      return Fail(kExitFailure, error + "; the audio was written (" + *options.output + ")");
     }
     std::cout << "report written to " << *options.report << "\n";
   }

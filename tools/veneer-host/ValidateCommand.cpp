@@ -41,7 +41,7 @@ class ValidationCompanion {
     return role_.Start(settings, error);
   }
   // [main thread] Between checks: the heartbeat renewed every 2 seconds.
-  void KeepAlive() { role_.Follow(0, idle_); }
+  void KeepAlive() { role_.KeepAlive(); }
   // [main thread] The settings file as it was before Start, or none when there was none.
   bool PutBack(std::string* error) {
     const companion::StateLock lock(role_.Folder().Path());
@@ -52,7 +52,6 @@ class ValidationCompanion {
  private:
   CompanionRole role_;
   SavedFile saved_;
-  RenderGate idle_;  // a validation holds nowhere for settings to be applied
   bool started_ = false;
 };
 
