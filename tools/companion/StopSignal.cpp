@@ -20,7 +20,7 @@ static_assert(std::atomic<int>::is_always_lock_free);
 // Owned copies of the paths, reachable from the handler without a lock.
 std::array<std::atomic<char*>, 4> gRemoveIfKilled{};
 
-void OnStopSignal(int signal) {
+void OnStopSignal(int number) {
   if (gStops.fetch_add(1) == 0) {
     return;
   }
@@ -29,8 +29,8 @@ void OnStopSignal(int signal) {
       unlink(path);
     }
   }
-  std::signal(signal, SIG_DFL);
-  std::raise(signal);
+  std::signal(number, SIG_DFL);
+  std::raise(number);
 }
 
 }  // namespace
